@@ -1,0 +1,64 @@
+// Chess geometry computed once at start-up: sliding attacks by occupancy class, leaper attacks,
+// rays, masks for pawn structure, piece-square tables and knight distances. Read-only afterwards
+// (the piece-square tables are rebuilt when the evaluation parameters are reset).
+#pragma once
+#include <cstdint>
+
+#include "board/position.h"
+
+// [occupancy byte][position on the line] -> one of 70 classes (position, lower blocker, upper blocker).
+extern uint8_t OccupancyClass[256][8];
+constexpr int OCCUPANCY_CLASSES = 70;
+
+extern u64 RankAttacks[70][8];
+extern u64 FileAttacks[70][8];
+extern u64 DiagA8H1Attacks[70][16];
+extern u64 DiagA1H8Attacks[70][16];
+
+extern u64 WhitePawnAttacks[64];
+extern u64 BlackPawnAttacks[64];
+extern u64 KnightAttacks[64];
+extern u64 KingAttacks[64];
+extern u64 BishopPseudoAttacks[64];
+extern u64 RookPseudoAttacks[64];
+
+extern u64 RayNorth[64], RaySouth[64], RayEast[64], RayWest[64];
+extern u64 RayNorthEast[64], RayNorthWest[64], RaySouthEast[64], RaySouthWest[64];
+extern int8_t DirectionTable[64][64];
+extern u64 BetweenMask[64][64];
+extern u64 RectangleMask[64][64];
+
+extern u64 NotFileMask[8];
+extern u64 NeighbourFiles[64];
+extern u64 RanksAbove[64], RanksBelow[64];
+extern u64 FileAbove[64], FileBelow[64];
+extern u64 FrontThree[64], BackThree[64];
+extern u64 PassedMaskWhite[64], PassedMaskBlack[64];
+extern u64 PawnSquareWhite[64], PawnSquareWhiteWide[64];
+extern u64 PawnSquareBlack[64], PawnSquareBlackWide[64];
+
+extern uint8_t FirstBit8[256];
+extern uint8_t LastBit8[256];
+extern uint8_t PopCount8[256];
+extern uint32_t ReverseByte8[256];
+extern uint8_t ToLowerTable[256];
+extern uint32_t PawnFileClass[256];
+
+extern u64 KingOppositionMask[64];
+constexpr u64 DarkSquares  = 0xAA55AA55AA55AA55ULL;
+constexpr u64 LightSquares = 0x55AA55AA55AA55AAULL;
+extern const u64 CornerPatterns[12];
+
+// [piece][side][square], each entry (midgame << 16) + endgame.
+extern int32_t PieceSquareTable[8][2][64];
+extern int16_t PstMg16[8][2][64];
+extern int16_t PstEg16[8][2][64];
+
+extern int32_t KnightDistance[64][64];
+extern u64 KnightIntercept[64][64];
+
+void InitializeBitMasks();
+void InitializeBitBoards();
+void InitPieceSquareTables();
+void InitKnightDistance();
+void InitKnightIntercept();

@@ -1,0 +1,49 @@
+#include "platform/platform.h"
+
+#include <chrono>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static const std::chrono::steady_clock::time_point ProcessStart = std::chrono::steady_clock::now();
+
+int64_t ClockMs() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 ProcessStart)
+        .count();
+}
+
+bool WaitStdin(int timeout_ms) {
+    pollfd pfd{0, POLLIN, 0};
+    int r = poll(&pfd, 1, timeout_ms);
+    // End of input and errors count as "ready" so that the following read sees them.
+    return r > 0 && (pfd.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)) != 0;
+}
+
+bool StdinReady() { return WaitStdin(0); }
+
+bool StdinIsTerminal() { return isatty(0) != 0; }
+
+MappedFile MapFileReadOnly(const char* path) {
+    MappedFile file{nullptr, 0};
+    int fd = open(path, O_RDONLY);
+    if (fd < 0) return file;
+    struct stat st;
+    if (fstat(fd, &st) == 0 && st.st_size > 0) {
+        void* p = mmap(nullptr, (size_t)st.st_size, PROT_READ, MAP_SHARED, fd, 0);
+        if (p != MAP_FAILED) {
+            file.data = static_cast<const uint8_t*>(p);
+            file.size = (size_t)st.st_size;
+        }
+    }
+    close(fd);
+    return file;
+}
+
+void UnmapFile(MappedFile& file) {
+    if (file.data) munmap(const_cast<uint8_t*>(file.data), file.size);
+    file.data = nullptr;
+    file.size = 0;
+}

@@ -1,0 +1,31 @@
+// The few services the engine needs from the operating system: a clock, a non-blocking look at
+// standard input, read-only file mapping and a mutex. Nothing else in the tree calls the OS directly
+// except plain stdio.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+// Milliseconds since the process started (monotonic, wall time: never CPU time).
+int64_t ClockMs();
+
+// True when a read of descriptor 0 would not block: bytes waiting, end of input or an error.
+// Works the same on a pipe, a file and a terminal; the terminal mode is left alone.
+bool StdinReady();
+
+// Waits at most timeout_ms for standard input to become ready; true when it is.
+bool WaitStdin(int timeout_ms);
+
+// True when standard input is a terminal.
+bool StdinIsTerminal();
+
+// A whole file mapped read-only. data is nullptr when the file is missing, empty or unmappable.
+struct MappedFile {
+    const uint8_t* data;
+    size_t size;
+};
+
+MappedFile MapFileReadOnly(const char* path);
+void UnmapFile(MappedFile& file);
+
+using PlatformMutex = std::mutex;

@@ -1,0 +1,3 @@
+#pragma once
+// Builds the start-up tables once for all unit tests.
+void InitTablesForTests();

@@ -1,0 +1,16 @@
+#include "tests/unit/test_main_setup.h"
+
+#include "board/geometry.h"
+#include "board/position.h"
+
+void InitTablesForTests() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    InitZobristKeys();
+    InitializeBitMasks();
+    InitializeBitBoards();
+    InitPieceSquareTables();
+    InitKnightDistance();
+    InitKnightIntercept();
+}
