@@ -165,8 +165,8 @@ void PutPiece(int square, int side, int piece) {
         b.PieceCount[piece][side]++;
         b.Pieces[piece][side] |= bit;
         b.PiecePoints[side] += PiecePointValue[piece];
-        if (piece & 1) b.StraightSliders ^= bit;
-        if (piece & 2) b.DiagonalSliders ^= bit;
+        if ((piece & 5) == 5) b.StraightSliders ^= bit;
+        if ((piece & 6) == 6) b.DiagonalSliders ^= bit;
         b.HashKey ^= ZobristPiece[side][piece][square];
         if (b.MaterialIndex != MATERIAL_OVERFLOW && b.PieceCount[piece][side] < 3)
             b.MaterialIndex += MaterialWeight[piece][side];
@@ -430,4 +430,34 @@ void RecomputePosition(Position& out) {
     thread_board.FiftyCounter = saved.FiftyCounter;
     out                       = thread_board;
     thread_board              = saved;
+}
+
+static char* NextTextBuffer() {
+    static char buffers[8][8];
+    static int next = 0;
+    next            = (next + 1) & 7;
+    return buffers[next];
+}
+
+const char* MoveText(Move move) {
+    if (!move) return "0000";
+    char* text = NextTextBuffer();
+    std::snprintf(text, 8, "%c%c%c%c%c", 'a' + FileOf(MoveFrom(move)), '1' + RankOf(MoveFrom(move)),
+                  'a' + FileOf(MoveTo(move)), '1' + RankOf(MoveTo(move)), PromotionLetters[PromotionPiece(move)]);
+    return text;
+}
+
+const char* MoveTextShort(Move move) {
+    char* text = NextTextBuffer();
+    std::snprintf(text, 8, "%c%c%c%c", 'a' + FileOf(MoveFrom(move)), '1' + RankOf(MoveFrom(move)),
+                  'a' + FileOf(MoveTo(move)), '1' + RankOf(MoveTo(move)));
+    return text;
+}
+
+const char* MoveTextLong(Move move) {
+    if (!move) return "-";
+    char* text = NextTextBuffer();
+    std::snprintf(text, 8, "%c%c%c%c%c", PieceLetters[MovedPiece(move)], 'a' + FileOf(MoveFrom(move)),
+                  '1' + RankOf(MoveFrom(move)), 'a' + FileOf(MoveTo(move)), '1' + RankOf(MoveTo(move)));
+    return text;
 }

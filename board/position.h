@@ -123,3 +123,10 @@ void PrintBoard();
 const char* PositionText(Move move);
 // Board and counters rebuilt from the men alone; used to check the incremental fields.
 void RecomputePosition(Position& out);
+
+// Text forms of a move. Each returns one of a few rotating static buffers, so several may stand in
+// one printf. MoveText: "e7e8q", "0000" for no move; MoveTextShort: "e7e8"; MoveTextLong: "Pe7e8",
+// "-" for no move.
+const char* MoveText(Move move);
+const char* MoveTextShort(Move move);
+const char* MoveTextLong(Move move);

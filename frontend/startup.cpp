@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "board/geometry.h"
+#include "board/makemove.h"
 #include "board/position.h"
 #include "frontend/command.h"
 #include "frontend/game.h"
@@ -51,6 +52,8 @@ void InitializeEngine() {
     InitKnightIntercept();
 
     SetDefaultSizesAndStyle();
+
+    BuildReversibleMoveTable();
     PrintSettings();
     PostFlag = 1;
     OwnClock = -1;
@@ -66,6 +69,7 @@ void RunCommandLoop() {
 }
 
 void ExitProgram(int code) {
+    FreeReversibleMoveTable();
     std::fflush(stdout);
     std::exit(code);
 }
