@@ -62,3 +62,24 @@ void InitializeBitBoards();
 void InitPieceSquareTables();
 void InitKnightDistance();
 void InitKnightIntercept();
+
+// Slider attacks from `square` in the current position: one byte of line occupancy, one class
+// lookup and one table read per line. The square's own bit does not matter.
+inline u64 RankAttacksFrom(int square) {
+    int occupancy = int((thread_board.AllPieces >> (square & 56)) & 255);
+    return RankAttacks[OccupancyClass[occupancy][square & 7]][square >> 3];
+}
+inline u64 FileAttacksFrom(int square) {
+    return FileAttacks[OccupancyClass[thread_board.FileOcc[square & 7]][square >> 3]][square & 7];
+}
+inline u64 DiagA8H1AttacksFrom(int square) {
+    int diagonal = (square & 7) + (square >> 3);
+    return DiagA8H1Attacks[OccupancyClass[thread_board.DiagSumOcc[diagonal]][square >> 3]][diagonal];
+}
+inline u64 DiagA1H8AttacksFrom(int square) {
+    int diagonal = (square & 7) - (square >> 3) + 7;
+    return DiagA1H8Attacks[OccupancyClass[thread_board.DiagDiffOcc[diagonal]][square >> 3]][diagonal];
+}
+inline u64 RookAttacks(int square) { return RankAttacksFrom(square) | FileAttacksFrom(square); }
+inline u64 BishopAttacks(int square) { return DiagA8H1AttacksFrom(square) | DiagA1H8AttacksFrom(square); }
+inline u64 QueenAttacks(int square) { return RookAttacks(square) | BishopAttacks(square); }

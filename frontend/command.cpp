@@ -14,6 +14,7 @@
 #include "frontend/settings.h"
 #include "frontend/startup.h"
 #include "platform/platform.h"
+#include "tools/perft.h"
 
 std::array<std::string, MAX_TOKENS> Tokens;
 int TokenOffsets[MAX_TOKENS];
@@ -131,7 +132,8 @@ void ExecuteCommand() {
     } else if (MatchCommand("clean", line)) {
     } else if (MatchCommand("reload", line)) {
     } else if (IsCoordinateMove(line)) {
-        PlayTypedMove(line);
+        // The engine answers at once unless in force mode; the search arrives later.
+        PlayGameMove(line);
     } else if (MatchCommand("help", line)) {
         PrintHelp();
     } else if (MatchCommand("new", line)) {
@@ -143,6 +145,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("level", line) && n >= 2) {
         SetLevel(n);
     } else if (MatchCommand("moves", line)) {
+        PrintLegalMoves();
     } else if (MatchCommand("edit", line)) {
     } else if (MatchCommand("loadfen", line)) {
         LoadFen(CommandLine.size() > 8 ? line + 8 : "");
@@ -151,6 +154,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("nopost", line)) {
         PostFlag = 0;
     } else if (MatchCommand("perft", line) && n >= 2) {
+        RunPerftCommand(TokenNumber(1));
     } else if (MatchCommand("sd", line) && n >= 2) {
         MaxDepth = TokenNumber(1);
     } else if (IsWholeWord("stop", line)) {
@@ -161,6 +165,8 @@ void ExecuteCommand() {
     } else if (MatchCommand("white", line)) {
         thread_board.SideToMove = WHITE;
     } else if (MatchCommand("remove", line)) {
+        TakeBack();
+        TakeBack();
     } else if (MatchCommand("analyze", line)) {
     } else if (MatchCommand("black", line)) {
         thread_board.SideToMove = BLACK;
@@ -178,6 +184,7 @@ void ExecuteCommand() {
         if (Pondering) PonderEnabled = 1;
     } else if (MatchCommand("evl", line)) {
     } else if (MatchCommand("undo", line)) {
+        TakeBack();
     } else if (MatchCommand("fritz", line)) {
         FritzMode = 1;
     } else if (MatchCommand("xboard", line)) {

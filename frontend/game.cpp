@@ -3,7 +3,11 @@
 #include <cstdio>
 
 #include "board/geometry.h"
+#include "board/makemove.h"
+#include "board/movegen.h"
 #include "frontend/settings.h"
+#include "search/ordering.h"
+#include "search/root.h"
 
 int LastScore;
 int LastScoreSide;
@@ -22,8 +26,10 @@ void NewGame() {
 }
 
 void ResetGameMemory() {
+    ClearMoveHistoryAndKillers();
     LastScore        = 0;
     LastScoreSide    = 0;
+    SearchesPlayed   = 0;
     BookLearningDone = 0;
 }
 
@@ -33,14 +39,54 @@ void LoadFen(const char* text) {
     SetFen(text);
 }
 
+static char Lower(char c) { return char(ToLowerTable[(unsigned char)c]); }
+
 int IsCoordinateMove(const char* text) {
-    auto file = [](char c) { return ToLowerTable[(unsigned char)c] >= 'a' && ToLowerTable[(unsigned char)c] <= 'h'; };
+    auto file = [](char c) { return Lower(c) >= 'a' && Lower(c) <= 'h'; };
     auto rank = [](char c) { return c >= '1' && c <= '8'; };
     return text[0] && file(text[0]) && text[1] && rank(text[1]) && text[2] && file(text[2]) && text[3] &&
            rank(text[3]);
 }
 
-void PlayTypedMove(const char* line) {
+Move ParseCoordinateMove(const char* text) {
+    const int from = (Lower(text[0]) - 'a') + (text[1] - '1') * 8;
+    const int to   = (Lower(text[2]) - 'a') + (text[3] - '1') * 8;
+    int promotion  = 0;
+    switch (Lower(text[4])) {
+    case 'q': promotion = QUEEN; break;
+    case 'r': promotion = ROOK; break;
+    case 'b': promotion = BISHOP; break;
+    case 'n': promotion = KNIGHT; break;
+    default: break;
+    }
+    return MakeMoveWord(from, to, thread_board.Board[from], thread_board.Board[to], promotion);
+}
+
+bool PlayGameMove(const char* line) {
+    // Room is kept for the deepest search line behind the game.
+    if (IsCoordinateMove(line) && HistoryCount <= HISTORY_GAME_LIMIT) {
+        const Move move = ParseCoordinateMove(line);
+        if (IsMoveLegal(move)) {
+            MakeMove(move, 1);
+            return true;
+        }
+    }
     std::printf("Illegal move: %s\n", line);
     std::fflush(stdout);
+    return false;
+}
+
+void TakeBack() {
+    if (HistoryCount > HistoryBase) UnmakeMove();
+}
+
+void PrintLegalMoves() {
+    const int saved = MoveListTop;
+    MoveListTop     = 0;
+    std::printf("-------------- Legal moves: ----------------\n");
+    PrepareRootMoves();
+    for (int i = 0; i < MoveListTop; i++) std::printf("%s (%d); ", MoveTextLong(MoveList[i].move), MoveList[i].score);
+    std::printf("\n");
+    std::fflush(stdout);
+    MoveListTop = saved;
 }

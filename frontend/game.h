@@ -1,4 +1,4 @@
-// The game as a whole: new games and what survives them, and moves typed as text.
+// The game as a whole: new games and what survives them, moves typed as text, take-backs.
 #pragma once
 #include "board/position.h"
 
@@ -9,6 +9,13 @@ void NewGame();
 void ResetGameMemory();
 // SetFen for a command: also forgets the score of the last search.
 void LoadFen(const char* text);
+// The first four characters have the form of a move ("e2e4", any case).
 int IsCoordinateMove(const char* text);
-// A move typed at the console: checked, played, and answered unless in force mode.
-void PlayTypedMove(const char* line);
+// Builds the move word from the text and the board; upper-case letters are read as lower case.
+Move ParseCoordinateMove(const char* text);
+// A move from a host or a person, made when legal; "Illegal move: <line>" otherwise. True when made.
+bool PlayGameMove(const char* line);
+// Takes back the last game move unless the game record starts there.
+void TakeBack();
+// The `moves` command: the legal moves in search order with their ordering scores.
+void PrintLegalMoves();
