@@ -1,0 +1,11 @@
+#include "search/ply.h"
+
+#include <cstring>
+
+PlyRecord PlyStack[PLY_STACK_SIZE];
+int Ply;
+
+void ClearPlyStack() {
+    std::memset(PlyStack, 0, sizeof PlyStack);
+    Ply = 0;
+}
