@@ -2,13 +2,17 @@
 // rays, masks for pawn structure, piece-square tables and knight distances. Read-only afterwards
 // (the piece-square tables are rebuilt when the evaluation parameters are reset).
 #pragma once
+#include <array>
 #include <cstdint>
 
 #include "board/position.h"
+#include "board/pst_defaults.h"
 
 // [occupancy byte][position on the line] -> one of 70 classes (position, lower blocker, upper blocker).
-extern uint8_t OccupancyClass[256][8];
+// A blocker is the nearest occupied square on either side, or the line end; the slider's own bit and
+// everything beyond the blockers play no part. Built by the compiler.
 constexpr int OCCUPANCY_CLASSES = 70;
+extern const std::array<std::array<uint8_t, 8>, 256> OccupancyClass;
 
 extern u64 RankAttacks[70][8];
 extern u64 FileAttacks[70][8];
@@ -51,6 +55,11 @@ extern const u64 CornerPatterns[12];
 
 // [piece][side][square], each entry (midgame << 16) + endgame.
 extern int32_t PieceSquareTable[8][2][64];
+// The values PieceSquareTable is built from; the parameter file may overwrite them, and they reach
+// PieceSquareTable when InitPieceSquareTables runs again. PstMg16 and PstEg16 always keep the
+// compiled-in values.
+extern PstSourceTable PstSourceMg;
+extern PstSourceTable PstSourceEg;
 extern int16_t PstMg16[8][2][64];
 extern int16_t PstEg16[8][2][64];
 
@@ -80,6 +89,12 @@ inline u64 DiagA1H8AttacksFrom(int square) {
     int diagonal = (square & 7) - (square >> 3) + 7;
     return DiagA1H8Attacks[OccupancyClass[thread_board.DiagDiffOcc[diagonal]][square >> 3]][diagonal];
 }
-inline u64 RookAttacks(int square) { return RankAttacksFrom(square) | FileAttacksFrom(square); }
-inline u64 BishopAttacks(int square) { return DiagA8H1AttacksFrom(square) | DiagA1H8AttacksFrom(square); }
-inline u64 QueenAttacks(int square) { return RookAttacks(square) | BishopAttacks(square); }
+inline u64 RookAttacks(int square) {
+    return RankAttacksFrom(square) | FileAttacksFrom(square);
+}
+inline u64 BishopAttacks(int square) {
+    return DiagA8H1AttacksFrom(square) | DiagA1H8AttacksFrom(square);
+}
+inline u64 QueenAttacks(int square) {
+    return RookAttacks(square) | BishopAttacks(square);
+}
