@@ -14,6 +14,7 @@
 #include "frontend/settings.h"
 #include "frontend/startup.h"
 #include "platform/platform.h"
+#include "search/tt.h"
 
 std::array<std::string, MAX_TOKENS> Tokens;
 int TokenOffsets[MAX_TOKENS];
@@ -129,6 +130,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("q", line)) {
         ExitProgram(0);
     } else if (MatchCommand("clean", line)) {
+        ResetAll();
     } else if (MatchCommand("reload", line)) {
     } else if (IsCoordinateMove(line)) {
         PlayTypedMove(line);

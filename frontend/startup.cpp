@@ -10,6 +10,7 @@
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
+#include "search/tt.h"
 
 static const char* OnOff(int flag) { return flag ? "on" : "off"; }
 
@@ -51,6 +52,7 @@ void InitializeEngine() {
     InitKnightIntercept();
 
     SetDefaultSizesAndStyle();
+    AllocateTables();
     PrintSettings();
     PostFlag = 1;
     OwnClock = -1;
@@ -66,6 +68,7 @@ void RunCommandLoop() {
 }
 
 void ExitProgram(int code) {
+    FreeTables();
     std::fflush(stdout);
     std::exit(code);
 }
