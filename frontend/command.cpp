@@ -14,6 +14,7 @@
 #include "frontend/settings.h"
 #include "frontend/startup.h"
 #include "platform/platform.h"
+#include "search/tt.h"
 #include "tools/perft.h"
 
 std::array<std::string, MAX_TOKENS> Tokens;
@@ -130,6 +131,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("q", line)) {
         ExitProgram(0);
     } else if (MatchCommand("clean", line)) {
+        ResetAll();
     } else if (MatchCommand("reload", line)) {
     } else if (IsCoordinateMove(line)) {
         // The engine answers at once unless in force mode; the search arrives later.

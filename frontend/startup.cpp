@@ -11,6 +11,7 @@
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
+#include "search/tt.h"
 
 static const char* OnOff(int flag) { return flag ? "on" : "off"; }
 
@@ -52,8 +53,7 @@ void InitializeEngine() {
     InitKnightIntercept();
 
     SetDefaultSizesAndStyle();
-
-    BuildReversibleMoveTable();
+    AllocateTables();
     PrintSettings();
     PostFlag = 1;
     OwnClock = -1;
@@ -69,7 +69,7 @@ void RunCommandLoop() {
 }
 
 void ExitProgram(int code) {
-    FreeReversibleMoveTable();
+    FreeTables();
     std::fflush(stdout);
     std::exit(code);
 }

@@ -12,7 +12,6 @@ Move LastMoveReply1[64][7][2], LastMoveReply2[64][7][2];
 Move FollowUp1[64][7][2], FollowUp2[64][7][2];
 Move ThreatReply1[64][7][2], ThreatReply2[64][7][2];
 Move EvasionReply1[64][64][2], EvasionReply2[64][64][2];
-int SearchStamp;
 
 void ClearMoveHistoryAndKillers() {
     std::memset(MoveHistory, 0, sizeof MoveHistory);

@@ -2,6 +2,7 @@
 // rates of losing captures and the small memories of good replies.
 #pragma once
 #include "board/position.h"
+#include "search/tt.h"
 
 // Piece code -> index 1-6 for king, knight, pawn, rook, bishop, queen.
 constexpr int PieceIndex(int piece) { return piece < 4 ? piece : piece - 1; }
@@ -33,7 +34,6 @@ extern Move FollowUp1[64][7][2], FollowUp2[64][7][2];
 extern Move ThreatReply1[64][7][2], ThreatReply2[64][7][2];
 extern Move EvasionReply1[64][64][2], EvasionReply2[64][64][2];
 
-extern int SearchStamp;
 
 void ClearMoveHistoryAndKillers();
 void ClearReplyTablesAndCaptureStats();
