@@ -160,3 +160,69 @@ TEST(ConsolePipe, BinaryGarbageIsIgnored) {
 }
 
 } // namespace
+
+namespace {
+
+class Game : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        engine = StartEngine(false);
+        ReadStartup(engine);
+        Exchange(engine, "force"); // moves are played, not answered
+    }
+    void TearDown() override { KillEngine(engine); }
+    EngineProcess engine;
+};
+
+TEST_F(Game, TypedMovesAreCheckedAndPlayed) {
+    EXPECT_EQ(Exchange(engine, "e2e5"), std::vector<std::string>{"Illegal move: e2e5"});
+    EXPECT_EQ(Exchange(engine, "E2E4"), std::vector<std::string>{});
+    EXPECT_EQ(Exchange(engine, "e7e5"), std::vector<std::string>{});
+    EXPECT_EQ(Exchange(engine, "brd")[4], " . . . . P . . .");
+    EXPECT_EQ(Exchange(engine, "undo"), std::vector<std::string>{});
+    EXPECT_EQ(Exchange(engine, "brd")[1], "*P*P*P*P*P*P*P*P");
+    EXPECT_EQ(Exchange(engine, "remove"), std::vector<std::string>{});
+    EXPECT_EQ(Exchange(engine, "brd")[6], " P P P P P P P P");
+    EXPECT_EQ(Exchange(engine, "remove"), std::vector<std::string>{}); // nothing left to take back
+    // A promotion needs its letter.
+    Exchange(engine, "loadfen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(Exchange(engine, "a7a8"), std::vector<std::string>{"Illegal move: a7a8"});
+    EXPECT_EQ(Exchange(engine, "a7a8N"), std::vector<std::string>{});
+    EXPECT_EQ(Exchange(engine, "brd")[0], " N . . .*K . . .");
+}
+
+TEST_F(Game, MovesListsLegalMovesAndResults) {
+    std::vector<std::string> lines = Exchange(engine, "moves");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "-------------- Legal moves: ----------------");
+    int count = 0;
+    for (size_t at = lines[1].find("; "); at != std::string::npos; at = lines[1].find("; ", at + 1)) count++;
+    EXPECT_EQ(count, 20);
+    EXPECT_NE(lines[1].find("Ng1f3 ("), std::string::npos);
+
+    Exchange(engine, "loadfen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1");
+    EXPECT_EQ(Exchange(engine, "moves"),
+              (std::vector<std::string>{"-------------- Legal moves: ----------------", "1-0 {White mates}", ""}));
+    Exchange(engine, "loadfen 7k/8/6QK/8/8/8/8/8 b - - 0 1");
+    EXPECT_EQ(Exchange(engine, "moves")[1], "1/2-1/2 {Stalemate}");
+    Exchange(engine, "loadfen 7k/8/6NK/8/8/8/8/8 b - - 0 1");
+    EXPECT_EQ(Exchange(engine, "moves")[1], "1/2-1/2 {Draw by insufficient material}");
+    Exchange(engine, "loadfen 7k/8/6K1/8/8/8/8/5NN1 b - - 0 1");
+    EXPECT_EQ(Exchange(engine, "moves")[1].rfind("Kh8", 0), 0u); // two knights: no draw told
+    // The third occurrence of a position is told as a repetition.
+    Exchange(engine, "new");
+    Exchange(engine, "force");
+    for (int i = 0; i < 2; i++)
+        for (const char* m : {"g1f3", "g8f6", "f3g1", "f6g8"}) Exchange(engine, m);
+    EXPECT_EQ(Exchange(engine, "moves")[1], "1/2-1/2 {Draw by repetition}");
+}
+
+TEST_F(Game, PerftCountsFromTheCurrentPosition) {
+    std::vector<std::string> lines = Exchange(engine, "perft 4");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].rfind("total moves = 197281 time = ", 0), 0u);
+    Exchange(engine, "loadfen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
+    EXPECT_EQ(Exchange(engine, "perft 3")[0].rfind("total moves = 97862 ", 0), 0u);
+}
+
+} // namespace

@@ -97,28 +97,58 @@ std::vector<Move> LegalList() {
     return moves;
 }
 
-// The legal list equals the plain generator's on every node of a depth-3 tree.
-void CompareTree(int depth) {
-    std::vector<Move> slow = SlowLegalMoves();
-    std::sort(slow.begin(), slow.end());
-    ASSERT_EQ(LegalList(), slow) << PositionText(0);
-    if (depth == 0) return;
-    for (Move m : slow) {
+// The legal moves by perft's road: every pseudo-legal move, made and kept when the own king is safe.
+std::vector<Move> PseudoRoadList() {
+    const int us = thread_board.SideToMove, them = ChangeSide(us);
+    const bool inCheck = IsSquareAttacked(them, thread_board.KingSquare[us]);
+    MoveListTop        = 2000;
+    GenerateCaptures(thread_board.Pieces[0][them]);
+    GeneratePromotions();
+    GenerateQuiet(1);
+    std::vector<Move> moves;
+    for (int i = 2000; i < MoveListTop; i++) {
+        const Move m = MoveList[i].move;
+        if (inCheck && MovedPiece(m) == KING && (MoveTo(m) - MoveFrom(m) == 2 || MoveFrom(m) - MoveTo(m) == 2)) continue;
         MakeMove(m, 1);
-        CompareTree(depth - 1);
+        if (!IsSquareAttacked(them, thread_board.KingSquare[us])) moves.push_back(m);
+        UnmakeMove();
+    }
+    MoveListTop = 0;
+    std::sort(moves.begin(), moves.end());
+    return moves;
+}
+
+// On every node of a tree the legal list equals perft's road, and near the root also the plain
+// square-walking generator's list.
+void CompareTree(int depth, int slowDepth) {
+    std::vector<Move> legal = LegalList();
+    ASSERT_EQ(legal, PseudoRoadList()) << PositionText(0);
+    if (slowDepth >= depth) {
+        std::vector<Move> slow = SlowLegalMoves();
+        std::sort(slow.begin(), slow.end());
+        ASSERT_EQ(legal, slow) << PositionText(0);
+    }
+    if (depth == 0) return;
+    for (Move m : legal) {
+        MakeMove(m, 1);
+        CompareTree(depth - 1, slowDepth);
         UnmakeMove();
         if (::testing::Test::HasFatalFailure()) return;
     }
 }
 
-TEST_F(MoveGenTest, LegalMovesAgreeWithAPlainGenerator) {
+TEST_F(MoveGenTest, LegalMovesAgreeWithPerftRoadAndAPlainGenerator) {
     std::vector<PerftCase> cases = ReadPerftFile("tricky.epd");
     for (size_t i = 0; i < cases.size(); i += 3) {
         Load(cases[i].fen);
-        CompareTree(2);
+        CompareTree(2, 2);
     }
-    Load("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
-    CompareTree(2);
+    for (const char* fen : {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+                            "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+                            "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1"}) {
+        Load(fen);
+        CompareTree(3, 1);
+    }
 }
 
 // In check, the evasions (plus nothing else) are exactly the legal moves, up to the rare en-passant
