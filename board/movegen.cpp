@@ -59,11 +59,6 @@ int CaptureScore(Move move, int verdict) {
     return base + BadCaptureScale[rate];
 }
 
-void AddGoodCapture(Move move) {
-    if (!Verdict(move)) return;
-    Push(move, CaptureScore(move, 1), 1);
-}
-
 void AddMove(Move move) {
     const int good = Verdict(move);
     int score;
@@ -157,6 +152,11 @@ inline bool CastlingAllowed(const CastlingRule& rule) {
 }
 
 } // namespace
+
+void AddGoodCapture(Move move) {
+    if (!Verdict(move)) return;
+    Push(move, CaptureScore(move, 1), 1);
+}
 
 void AddCapture(Move move) {
     const int verdict = Verdict(move);

@@ -29,6 +29,8 @@ int IsMoveLegal(Move move);
 
 // Adders shared with the stage machine of the search.
 void AddCapture(Move move);
+// A capture that passes the exchange test, with the score of a good capture; others are dropped.
+void AddGoodCapture(Move move);
 void AddQuiet(Move move, int kind);
 // Score of a quiet move from the cutoff history and the follow-up memory.
 int QuietScore(Move move, int kind, int good);
