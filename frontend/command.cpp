@@ -9,6 +9,7 @@
 
 #include "board/geometry.h"
 #include "board/position.h"
+#include "eval/values.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
@@ -130,6 +131,7 @@ void ExecuteCommand() {
         ExitProgram(0);
     } else if (MatchCommand("clean", line)) {
     } else if (MatchCommand("reload", line)) {
+        LoadEvaluationValues();
     } else if (IsCoordinateMove(line)) {
         PlayTypedMove(line);
     } else if (MatchCommand("help", line)) {

@@ -6,7 +6,9 @@
 
 #include "board/geometry.h"
 #include "board/position.h"
+#include "eval/values.h"
 #include "frontend/command.h"
+#include "frontend/config.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
@@ -49,8 +51,10 @@ void InitializeEngine() {
     InitPieceSquareTables();
     InitKnightDistance();
     InitKnightIntercept();
+    LoadEvaluationValues();
 
     SetDefaultSizesAndStyle();
+    ReadConfigurationFile();
     PrintSettings();
     PostFlag = 1;
     OwnClock = -1;
