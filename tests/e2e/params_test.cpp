@@ -2,6 +2,8 @@
 // values.txt is repaired with "fix" lines, and `reload` reads it again.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "tests/e2e/engine_process.h"
 #include "tests/unit/values_file.h"
 
