@@ -359,6 +359,15 @@ TEST_F(ValuesTest, MissingFileLeavesDefaultsAndDerivesTheirTables) {
     for (int i = 0; i < 8; i++) EXPECT_EQ(RookFileDanger[i], rookFile[i]);
     for (int i = 0; i < 8; i++) EXPECT_EQ(QueenFileDanger[i], rookFile[i]);
     for (int i = 0; i < 9; i++) EXPECT_EQ(QueenDistDanger[i], queenDist[i]);
+    // Shelter grades by near | middle << 3 | far << 6 file codes.
+    EXPECT_EQ(ShelterTable[0], 0);
+    EXPECT_EQ(ShelterTable[7], 4);
+    EXPECT_EQ(ShelterTable[3 | 3 << 3], 10);
+    EXPECT_EQ(ShelterTable[7 | 3 << 6], 11);
+    EXPECT_EQ(ShelterTable[0 | 3 << 3 | 3 << 6], 12);
+    EXPECT_EQ(ShelterTable[4 | 7 << 3 | 7 << 6], 8);
+    EXPECT_EQ(ShelterTable[511], 14);
+    EXPECT_EQ(ShelterTable[1 << 3], 0); // no built-in value
     EXPECT_EQ(KingRingTable[0], 1);
     EXPECT_EQ(KingRingTable[127], 1);
     EXPECT_EQ(KingRingTable[128], 0);
