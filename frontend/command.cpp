@@ -9,6 +9,7 @@
 
 #include "board/geometry.h"
 #include "board/position.h"
+#include "eval/values.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
@@ -133,6 +134,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("clean", line)) {
         ResetAll();
     } else if (MatchCommand("reload", line)) {
+        LoadEvaluationValues();
     } else if (IsCoordinateMove(line)) {
         // The engine answers at once unless in force mode; the search arrives later.
         PlayGameMove(line);

@@ -7,7 +7,9 @@
 #include "board/geometry.h"
 #include "board/makemove.h"
 #include "board/position.h"
+#include "eval/values.h"
 #include "frontend/command.h"
+#include "frontend/config.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
@@ -51,8 +53,10 @@ void InitializeEngine() {
     InitPieceSquareTables();
     InitKnightDistance();
     InitKnightIntercept();
+    LoadEvaluationValues();
 
     SetDefaultSizesAndStyle();
+    ReadConfigurationFile();
     AllocateTables();
     PrintSettings();
     PostFlag = 1;

@@ -2,6 +2,7 @@
 
 #include "board/geometry.h"
 #include "board/position.h"
+#include "eval/values.h"
 
 void InitTablesForTests() {
     static bool done = false;
@@ -13,4 +14,5 @@ void InitTablesForTests() {
     InitPieceSquareTables();
     InitKnightDistance();
     InitKnightIntercept();
+    LoadEvaluationValues();
 }
