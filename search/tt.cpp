@@ -9,6 +9,7 @@
 #include "frontend/game.h"
 #include "frontend/settings.h"
 #include "frontend/startup.h"
+#include "search/ordering.h"
 #include "search/ply.h"
 
 TranspositionEntry* TranspositionTable;
@@ -83,8 +84,9 @@ void SetTranspositionSize(int mb) {
 
 void ResetAll() {
     ClearTransposition();
-    // The killers of all plies, the pawn hash, the evaluation cache, MoveHistory, the reply
-    // tables and CaptureStats are cleared here.
+    ClearMoveHistoryAndKillers();
+    ClearReplyTablesAndCaptureStats();
+    // The pawn hash and the evaluation cache are cleared here too.
     LastScore     = 0;
     LastScoreSide = 0;
 }
