@@ -13,7 +13,11 @@
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
+#include "frontend/polling.h"
 #include "frontend/startup.h"
+#include "frontend/uci.h"
+#include "search/root.h"
+#include "search/think.h"
 #include "platform/platform.h"
 #include "search/tt.h"
 #include "tools/perft.h"
@@ -136,8 +140,12 @@ void ExecuteCommand() {
     } else if (MatchCommand("reload", line)) {
         LoadEvaluationValues();
     } else if (IsCoordinateMove(line)) {
-        // The engine answers at once unless in force mode; the search arrives later.
-        PlayGameMove(line);
+        // The engine answers at once unless in force mode.
+        if (PlayGameMove(line) && !ForceMode) {
+            GoPonder        = 0;
+            SearchMoveCount = 0;
+            Think();
+        }
     } else if (MatchCommand("help", line)) {
         PrintHelp();
     } else if (MatchCommand("new", line)) {
@@ -162,16 +170,20 @@ void ExecuteCommand() {
     } else if (MatchCommand("sd", line) && n >= 2) {
         MaxDepth = TokenNumber(1);
     } else if (IsWholeWord("stop", line)) {
+        StopCommand();
     } else if (MatchCommand("st", line) && n >= 2) {
         FixedTime = TokenNumber(1) * 100;
     } else if (MatchCommand("go", line)) {
-    } else if (MatchCommand("ponderhit", line)) {
+        GoCommand(n);
+    } else if (MatchCommand("ponderhit", line) && GoPonder) {
+        PonderHitCommand();
     } else if (MatchCommand("white", line)) {
         thread_board.SideToMove = WHITE;
     } else if (MatchCommand("remove", line)) {
         TakeBack();
         TakeBack();
     } else if (MatchCommand("analyze", line)) {
+        AnalyzeLoop();
     } else if (MatchCommand("black", line)) {
         thread_board.SideToMove = BLACK;
     } else if (MatchCommand("force", line)) {
@@ -207,14 +219,18 @@ void ExecuteCommand() {
     } else if (MatchCommand("demo", line)) {
     } else if (MatchCommand("bkm", line)) {
     } else if (IsWholeWord("ucinewgame", line)) {
+        UciNewGameCommand();
     } else if (MatchCommand("uci", line)) {
+        UciCommand();
     } else if (MatchCommand("setoption", line)) {
+        SetOptionCommand(n);
     } else if (MatchCommand("isready", line)) {
         std::printf("readyok\n");
         std::fflush(stdout);
     } else if (MatchCommand("egtbstat", line)) {
         PrintEgtbStatus();
     } else if (MatchCommand("position", line) && n >= 2) {
+        PositionCommand(n);
     } else if (MatchCommand("debug", line) && n >= 2) {
         // "debug on" and "debug off" are accepted and change nothing.
     }

@@ -8,9 +8,23 @@
 #include "board/movegen.h"
 #include "frontend/game.h"
 #include "frontend/settings.h"
+#include "book/book.h"
+#include "eval/evaluate.h"
+#include "platform/platform.h"
+#include "tablebases/tbprobe.h"
+#include "frontend/polling.h"
 #include "search/ply.h"
+#include "search/report.h"
+#include "search/search.h"
+#include "search/think.h"
+#include "search/tt.h"
 
 int RootScores[MAX_ROOT_MOVES];
+int RootHistoryCount;
+int DepthLimit = 999;
+int PastFirstRootMove;
+int BookMoveChosen;
+Move PonderMove;
 int RootGivesCheck[MAX_ROOT_MOVES];
 int RootMoveIndex;
 int RootMoveCount;
@@ -58,15 +72,20 @@ int PrepareRootMoves() {
     const int us = b.SideToMove, them = ChangeSide(us);
     TellDrawnGame();
 
-    MoveListTop = 0;
-    Ply         = 0;
+    MoveListTop   = 0;
+    Ply           = 0;
     Move hashMove = 0;
-    RootScores[0] = LastScoreSide == EngineSide ? LastScore : -LastScore;
+    int alpha = -MATE_SCORE, cutoff = 0;
+    if (RootProbe(&alpha, MATE_SCORE, &hashMove, &cutoff, 1, 0) && hashMove)
+        RootScores[0] = alpha;
+    else
+        RootScores[0] = LastScoreSide == EngineSide ? LastScore : -LastScore;
 
-    const int savedIteration = IterationNumber;
-    IterationNumber          = 10;
-    const int inCheck        = IsSquareAttacked(them, b.KingSquare[us]);
-    PlyStack[0].InCheck      = inCheck;
+    const int savedIteration  = IterationNumber;
+    IterationNumber           = 10;
+    const int inCheck         = IsSquareAttacked(them, b.KingSquare[us]);
+    PlyStack[0].InCheck       = inCheck;
+    PlyStack[0].StaticEval    = Evaluate();
     PlyStack[0].AttackedBy[0] = PlyStack[0].AttackedBy[1] = 0;
 
     if (inCheck) {
@@ -138,5 +157,417 @@ int PrepareRootMoves() {
             TellResult("1/2-1/2 {Stalemate}");
         return 1;
     }
+    IterationNumber = 0;
+    SelDepth        = 0;
+    RootMoveIndex   = 0;
+    if (hashMove && MoveList[0].move == hashMove) {
+        if (UciMode && MultiPV < 2)
+            ReportUci(1, 3, 1);
+        else if (UciMode)
+            ReportMultiPv(-1, 3);
+        else
+            ReportConsole(1);
+    }
     return 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Iterative deepening at the root.
+
+namespace {
+
+// clang-format off
+constexpr int AspirationByDepth[32] = {907, 600, 472, 397, 348, 312, 285, 263, 245, 230, 218, 207, 197, 189, 181,
+                                       174, 168, 162, 162, 162, 162, 162, 162, 162, 162, 162, 162, 162, 162, 162,
+                                       162, 162};
+constexpr int AspirationByScore[64] = {
+    191, 204, 216, 228, 240, 252, 264, 276, 289, 301, 313, 325, 337, 349, 362, 374, 386, 398, 410, 422, 434, 447,
+    459, 471, 483, 495, 507, 520, 532, 544, 556, 568, 580, 592, 605, 617, 629, 641, 653, 665, 678, 690, 702, 714,
+    726, 738, 751, 763, 775, 787, 799, 811, 823, 836, 848, 860, 872, 884, 896, 909, 921, 933, 945, 957};
+constexpr int RootVerifyByMove[8]   = {80, 30, 15, 10, 8, 6, 4, 0};
+constexpr int RootVerifyByDepth[16] = {100, 100, 100, 100, 100, 100, 90, 80, 70, 60, 50, 45, 40, 35, 30, 25};
+// clang-format on
+
+inline int Abs(int x) { return x < 0 ? -x : x; }
+
+// Each report of the root goes to the host's form of it.
+void Report(int boundKind) {
+    if (UciMode)
+        ReportUci(0, boundKind, 1);
+    else
+        ReportConsole(0);
+}
+
+void SetRootScore(int score, int iteration) {
+    RootScores[0] = score;
+    UpdateLazyBounds(iteration);
+}
+
+void MoveToFront(int j) {
+    const MoveEntry entry = MoveList[j];
+    const int score = RootScores[j], check = RootGivesCheck[j];
+    for (int i = j; i > 0; i--) {
+        MoveList[i]       = MoveList[i - 1];
+        RootScores[i]     = RootScores[i - 1];
+        RootGivesCheck[i] = RootGivesCheck[i - 1];
+    }
+    MoveList[0]       = entry;
+    RootScores[0]     = score;
+    RootGivesCheck[0] = check;
+}
+
+void SwapRootEntries(int i, int j) {
+    const MoveEntry entry = MoveList[i];
+    MoveList[i]           = MoveList[j];
+    MoveList[j]           = entry;
+    const int score       = RootScores[i];
+    RootScores[i]         = RootScores[j];
+    RootScores[j]         = score;
+    const int check       = RootGivesCheck[i];
+    RootGivesCheck[i]     = RootGivesCheck[j];
+    RootGivesCheck[j]     = check;
+}
+
+// Exchange sort of [first, MoveListTop) by score, highest first; equal scores keep their order.
+void SortRootMoves(int first) {
+    for (int i = first + 1; i < MoveListTop; i++)
+        for (int j = i; j > first && RootScores[j] > RootScores[j - 1]; j--) SwapRootEntries(j, j - 1);
+}
+
+void MakeRootMove(int j) {
+    MakeMove(MoveList[j].move, 1);
+    PlyStack[1].InCheck = RootGivesCheck[j];
+    PlyStack[0].Flags   = RootGivesCheck[j] ? FLAG_CHECK : 0;
+}
+
+inline int RootDepth(int iteration, int j) { return 4 * iteration + 2 + (RootGivesCheck[j] ? 4 : 0); }
+
+// One pass over the root moves; true when the first move failed low (the window is then widened).
+bool RootPass(int i, int S, int& W, int W0, bool widened) {
+    Position& b = thread_board;
+    RootMoveIndex     = 0;
+    PastFirstRootMove = 0;
+    bool failLow      = false;
+    RootScores[0]     = S;
+    UpdateLazyBounds(i);
+    if (MoveListTop == 0) return false;
+    if (UciMode && NodeCount >= 200001) ReportUci(0, 3, 0);
+
+    int alpha = 0;
+    for (int j = 0; j < MoveListTop; j++) {
+        MakeRootMove(j);
+        const int D = RootDepth(i, j);
+        if (j == 0) {
+            const int lo = S - W > -MATE_SCORE ? S - W : -MATE_SCORE;
+            const int hi = widened ? (S < MATE_SCORE ? S : MATE_SCORE) : (S + W < MATE_SCORE ? S + W : MATE_SCORE);
+            int r        = -SearchRootMove(-hi, -lo, D);
+            if (b.SearchAbort) {
+                UnmakeMove();
+                return false;
+            }
+            if (r >= hi) {
+                SetRootScore(r, i);
+                Report(2);
+                const int T = r + W0 + 100;
+                if (T >= MATE_SCORE) {
+                    r = -SearchRootMove(-MATE_SCORE, -r, D);
+                } else {
+                    const int r2 = -SearchRootMove(-T, -r, D);
+                    if (!b.SearchAbort && r2 < T) {
+                        r = r2;
+                    } else if (!b.SearchAbort) {
+                        SetRootScore(r2, i);
+                        Report(2);
+                        r = -SearchRootMove(-MATE_SCORE, -r2, D);
+                    }
+                }
+                if (b.SearchAbort) {
+                    UnmakeMove();
+                    return false;
+                }
+                SetRootScore(r, i);
+                Report(3);
+            } else if (r <= lo) {
+                W       = 2 * W;
+                failLow = true;
+                SetRootScore(r, i);
+                Report(1);
+            } else {
+                SetRootScore(r, i);
+                Report(3);
+            }
+            alpha = r;
+            UnmakeMove();
+            SortRootMoves(1);
+        } else {
+            int r         = -SearchRootMove(-alpha - 1, -alpha, D);
+            RootScores[j] = r;
+            if (b.SearchAbort) {
+                UnmakeMove();
+                return failLow;
+            }
+            if (r > alpha) {
+                // A new best move goes to the front at once, and its window opens in steps.
+                MoveToFront(j);
+                Report(2);
+                if (W + r >= MATE_SCORE) {
+                    SetRootScore(r, i);
+                    r = -SearchRootMove(-MATE_SCORE, -r, D);
+                } else {
+                    const int r2 = -SearchRootMove(-(W + r), -r, D);
+                    if (!b.SearchAbort && r2 < W + r) {
+                        r = r2;
+                    } else if (!b.SearchAbort) {
+                        SetRootScore(r2, i);
+                        Report(2);
+                        r = -SearchRootMove(-MATE_SCORE, -r2, D);
+                    }
+                }
+                if (b.SearchAbort) {
+                    UnmakeMove();
+                    return failLow;
+                }
+                SetRootScore(r, i);
+                Report(3);
+                alpha = r;
+            } else if (j == MoveListTop - 1 && UciMode) {
+                ReportProgress();
+            }
+            UnmakeMove();
+        }
+        RootMoveIndex     = j + 1;
+        PastFirstRootMove = 1;
+    }
+    return failLow;
+}
+
+// The common setting up of every root search: killers follow the game, a new table generation.
+void SetUpSearch(int depthLimit) {
+    PlyStack[0].ThreatMove = 0;
+    LastBestMove           = 0;
+    for (int i = 0; i < 192; i++) {
+        PlyStack[i].Killer1[0] = PlyStack[i + 2].Killer1[0];
+        PlyStack[i].Killer1[1] = PlyStack[i + 2].Killer1[1];
+        PlyStack[i].Killer2[0] = PlyStack[i + 2].Killer2[0];
+        PlyStack[i].Killer2[1] = PlyStack[i + 2].Killer2[1];
+    }
+    SearchStamp++;
+    HashfullCount     = 0;
+    TbHits            = 0;
+    EngineSide        = thread_board.SideToMove;
+    RootHistoryCount  = HistoryCount;
+    DepthLimit        = depthLimit;
+    PollCountdown     = PollInterval;
+    ReportCountdown   = 100000 / PollInterval;
+    PastFirstRootMove = 0;
+    NodeCount         = 0;
+    MoveListTop       = 0;
+    BookMoveChosen    = 0;
+}
+
+int Search999OrDepth(int depthLimit, int useBook) {
+    Position& b = thread_board;
+    if (MultiPV > 1) return MultiPvSearch(depthLimit);
+    SetUpSearch(depthLimit);
+
+    if (useBook && BookLoaded && OwnBook && SearchMoveCount == 0 && OwnClock != 999999999) {
+        Move move = PickBookMove();
+        if (move) {
+            if (PonderingNow) {
+                PonderMissed = 1;
+                ReceivedMove = 0;
+            }
+            if (MovedPiece(move) == PAWN && (RankOf(MoveTo(move)) == 7 || RankOf(MoveTo(move)) == 0) &&
+                !PromotionPiece(move))
+                move |= Move(QUEEN) << 18;
+            MoveList[0].move = move;
+            MoveListTop      = 2;
+            RootScores[0]    = 0;
+            BookMoveChosen   = 1;
+            IterationNumber  = 1;
+            SearchesPlayed   = 0;
+            WaitWhilePondering();
+            return 0;
+        }
+    }
+
+    PlyStack[0].Flags = 0;
+    if (PrepareRootMoves()) return 1;
+    RootMoveCount = MoveListTop;
+    if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) {
+        const bool waited = PonderingNow || GoPonder;
+        WaitWhilePondering();
+        if (waited) {
+            PonderMissed = 1;
+            ReceivedMove = 0;
+        }
+        SearchesPlayed++;
+        return 0;
+    }
+
+    Ply          = 1;
+    int mateStop = MATE_SCORE + 1;
+    for (int i = 0; depthLimit > 0; i++) {
+        IterationNumber = i;
+        SelDepth        = i + 1;
+        const int S0    = RootScores[0];
+        const int W0 =
+            (AspirationByDepth[i < 31 ? i : 31] * 20 * AspirationByScore[Abs(S0) / 10 < 63 ? Abs(S0) / 10 : 63]) /
+            65536;
+        int W = W0;
+        if (i >= 99) {
+            WaitWhilePondering();
+            SearchesPlayed++;
+            return 0;
+        }
+        if ((i >= 4 || (i >= 2 && RootInTablebase)) && CheckTime(1)) {
+            b.SearchAbort = 1;
+            SearchesPlayed++;
+            return 0;
+        }
+        NodeCount++;
+        bool widened = false;
+        int S        = S0;
+        while (RootPass(i, S, W, W0, widened) && !b.SearchAbort) {
+            S       = RootScores[0];
+            widened = true;
+        }
+        if (b.SearchAbort) {
+            SearchesPlayed++;
+            return 0;
+        }
+        Ply = 0;
+        TranspositionStore(4 * i + 6, MoveList[0].move, RootScores[0], TT_EXACT, 0, 0, 0);
+        Ply = 1;
+        // A mate that no deeper search can change.
+        if (MateDepth == 0 && Abs(RootScores[0]) > mateStop) {
+            WaitWhilePondering();
+            SearchesPlayed++;
+            return 0;
+        }
+        mateStop--;
+        if (i + 1 >= DepthLimit) break;
+    }
+    if (depthLimit > 0) WaitWhilePondering();
+    SearchesPlayed++;
+    return 0;
+}
+
+} // namespace
+
+void UpdateLazyBounds(int iteration) {
+    const Position& b = thread_board;
+    const int s       = RootScores[0];
+    const int m       = b.Material[EngineSide] - b.Material[ChangeSide(EngineSide)];
+    int c             = s / 5;
+    if (c < -150) c = -150;
+    if (c > 150) c = 150;
+    LazyLower = (s < m ? s : m) + c - 5 * iteration - 200;
+    LazyUpper = (s > m ? s : m) + c + 5 * iteration + 200;
+}
+
+int SearchRootMove(int alpha, int beta, int depth) {
+    const bool nullWindowAsked = beta == alpha + 1;
+    if (MateDepth > 0) {
+        alpha = alpha > 2 * MateDepth - MATE_SCORE ? alpha : 2 * MateDepth - MATE_SCORE;
+        beta  = beta < 2 * MateDepth - (MATE_SCORE - 1) ? beta : 2 * MateDepth - (MATE_SCORE - 1);
+    } else {
+        alpha = alpha > -(MATE_SCORE + 1) ? alpha : -(MATE_SCORE + 1);
+        beta  = beta < MATE_SCORE + 1 ? beta : MATE_SCORE + 1;
+    }
+    if (alpha >= beta) return alpha;
+    const int kind = beta == alpha + 1 ? NODE_CUT : NODE_PV;
+    if (depth >= 20 && beta == alpha + 1) {
+        // Verification with a margin: a cheap search refutes most later root moves.
+        const int moveIndex = nullWindowAsked ? (RootMoveIndex < 7 ? RootMoveIndex : 7) : 0;
+        const int v         = RootVerifyByMove[moveIndex] + RootVerifyByDepth[depth / 4 < 15 ? depth / 4 : 15];
+        const int z         = ((depth / 6) / 4) * 4;
+        const int D         = depth - z - 12;
+        const int s = D < ONE_PLY ? Quiesce(alpha + v, beta + v, 0, NODE_CUT) : Search(alpha + v, beta + v, D, 1, NODE_CUT);
+        if (thread_board.SearchAbort) return 0;
+        if (s >= beta + v) return s;
+    }
+    if (depth < ONE_PLY) return Quiesce(alpha, beta, 0, kind);
+    return Search(alpha, beta, depth, 1, kind);
+}
+
+int RootSearch() { return Search999OrDepth(999, 1); }
+
+int AnalysisRootSearch(int depthLimit, int useBook) { return Search999OrDepth(depthLimit, useBook); }
+
+void WaitWhilePondering() {
+    // An endless UCI search that has found all it can still answers only to stop.
+    while ((PonderingNow || GoPonder || (UciMode && OwnClock == 999999999)) && !thread_board.SearchAbort &&
+           !InputEnded) {
+        // Nothing to compute: sleep in the poll instead of spinning a core.
+        WaitStdin(10);
+        ReadCommandDuringSearch();
+    }
+}
+
+int MultiPvSearch(int depthLimit) {
+    Position& b = thread_board;
+    SetUpSearch(depthLimit);
+    PlyStack[0].Flags = 0;
+    if (PrepareRootMoves()) return 1;
+    RootMoveCount = MoveListTop;
+    if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) return 0;
+    Ply = 1;
+    if (depthLimit < 2) return 0;
+    int i           = 1;
+    IterationNumber = 1;
+    SelDepth        = 2;
+    NodeCount++;
+    for (;;) {
+        UpdateLazyBounds(i);
+        RootMoveIndex = 0;
+        int floor     = MATE_SCORE + 1;
+        for (int j = 0; j < MoveListTop; j++) {
+            MakeRootMove(j);
+            const int D = RootDepth(i, j);
+            int r;
+            if (j < MultiPV) {
+                const int s = RootScores[j];
+                r           = -SearchRootMove(-s - 40, -s + 40, D);
+                if (!b.SearchAbort && r >= s + 40) {
+                    ReportMultiPv(j, 2);
+                    r = -SearchRootMove(-(MATE_SCORE + 1), -r, D);
+                } else if (!b.SearchAbort && r <= s - 40) {
+                    ReportMultiPv(j, 1);
+                    r = -SearchRootMove(-r, MATE_SCORE + 1, D);
+                }
+                if (!b.SearchAbort) {
+                    RootScores[j] = r;
+                    if (r < floor) floor = r;
+                }
+            } else {
+                const int f = floor;
+                r           = -SearchRootMove(-f - 1, -f, D);
+                if (!b.SearchAbort && r > f) {
+                    ReportMultiPv(j, 2);
+                    r = -SearchRootMove(-(MATE_SCORE + 1), -r, D);
+                }
+                if (!b.SearchAbort) RootScores[j] = r;
+            }
+            UnmakeMove();
+            if (b.SearchAbort) break;
+            for (int k = j; k > 0 && RootScores[k - 1] < RootScores[k]; k--) SwapRootEntries(k, k - 1);
+            ReportMultiPv(j, 3);
+            RootMoveIndex = j + 1;
+        }
+        if (b.SearchAbort || i + 1 >= depthLimit) return 0;
+        if (MultiPV < MoveListTop) SortRootMoves(MultiPV);
+        i++;
+        IterationNumber = i;
+        SelDepth        = i + 1;
+        if (i == 99) {
+            WaitWhilePondering();
+            return 0;
+        }
+        if (i > 3 && CheckTime(1)) {
+            b.SearchAbort = 1;
+            return 0;
+        }
+        NodeCount++;
+    }
 }

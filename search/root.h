@@ -1,4 +1,5 @@
-// The root of the search: the list of root moves and what the rest of the engine reads of it.
+// The root of the search: the list of root moves, iterative deepening with aspiration windows,
+// the search without a clock and the search of several lines.
 #pragma once
 #include "board/position.h"
 
@@ -11,6 +12,13 @@ extern int IterationNumber;
 extern int EngineSide;
 extern Move EasyMove;
 extern int SearchesPlayed;
+extern int RootHistoryCount;
+// 999 for a search by the clock; the time rules act only then.
+extern int DepthLimit;
+extern int PastFirstRootMove;
+extern int BookMoveChosen;
+// The reply the search expects to its best move, learnt when a line is printed.
+extern Move PonderMove;
 
 // `searchmoves` of a UCI go: when not empty, only these root moves are searched.
 extern Move SearchMoves[MAX_ROOT_MOVES];
@@ -21,3 +29,15 @@ extern int SearchMoveCount;
 int PrepareRootMoves();
 // Tells a game drawn by material, repetition or the fifty-move rule (the list is still built).
 void TellDrawnGame();
+
+// The search by the clock. 1 when the game is over at the root; the best move is MoveList[0].
+int RootSearch();
+// The search to a depth, without the time rules (no clock, pondering, analysis).
+int AnalysisRootSearch(int depthLimit, int useBook);
+int MultiPvSearch(int depthLimit);
+// One root move from the opponent's view, with the mate limits and the verification search.
+int SearchRootMove(int alpha, int beta, int depth);
+void UpdateLazyBounds(int iteration);
+// After the search has ended by itself while the host still ponders: take commands until it is
+// allowed to answer.
+void WaitWhilePondering();

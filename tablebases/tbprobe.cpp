@@ -7,3 +7,4 @@ int ProbeWdlInSearch(int* success) {
     *success = 0;
     return 0;
 }
+int RootInTablebase;
