@@ -159,6 +159,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("moves", line)) {
         PrintLegalMoves();
     } else if (MatchCommand("edit", line)) {
+        EditBoard();
     } else if (MatchCommand("loadfen", line)) {
         LoadFen(CommandLine.size() > 8 ? line + 8 : "");
     } else if (MatchCommand("epdevl", line) && n >= 2) {
@@ -217,6 +218,7 @@ void ExecuteCommand() {
         std::printf("castling flags = %d\n", thread_board.CastleRights);
         std::fflush(stdout);
     } else if (MatchCommand("demo", line)) {
+        RunDemo();
     } else if (MatchCommand("bkm", line)) {
     } else if (IsWholeWord("ucinewgame", line)) {
         UciNewGameCommand();

@@ -19,3 +19,7 @@ bool PlayGameMove(const char* line);
 void TakeBack();
 // The `moves` command: the legal moves in search order with their ordering scores.
 void PrintLegalMoves();
+// The board editor of the `edit` command (xboard's edit mode).
+void EditBoard();
+// The `demo` command: the engine plays itself from each position of "openings.epd".
+void RunDemo();
