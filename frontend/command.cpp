@@ -9,6 +9,7 @@
 
 #include "board/geometry.h"
 #include "board/position.h"
+#include "book/book.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
@@ -204,6 +205,7 @@ void ExecuteCommand() {
         std::fflush(stdout);
     } else if (MatchCommand("demo", line)) {
     } else if (MatchCommand("bkm", line)) {
+        PrintBookMoves();
     } else if (IsWholeWord("ucinewgame", line)) {
     } else if (MatchCommand("uci", line)) {
     } else if (MatchCommand("setoption", line)) {

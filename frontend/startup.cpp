@@ -3,8 +3,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "board/geometry.h"
+#include "book/book.h"
 #include "board/makemove.h"
 #include "board/position.h"
 #include "frontend/command.h"
@@ -54,6 +56,9 @@ void InitializeEngine() {
 
     SetDefaultSizesAndStyle();
     AllocateTables();
+    SeedBookRandom(u32(std::time(nullptr)));
+    // The ini file may have opened a book of its own already.
+    if (!BookLoaded) OpenBook("Book.vbk");
     PrintSettings();
     PostFlag = 1;
     OwnClock = -1;
@@ -70,6 +75,7 @@ void RunCommandLoop() {
 
 void ExitProgram(int code) {
     FreeTables();
+    if (BookLoaded) CloseBook();
     std::fflush(stdout);
     std::exit(code);
 }
