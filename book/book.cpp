@@ -5,6 +5,7 @@
 
 #include "board/movegen.h"
 #include "frontend/settings.h"
+#include "platform/platform.h"
 
 namespace {
 
@@ -63,28 +64,27 @@ static void RefuseBook() {
 }
 
 // Every index record in order and pointing behind the index, every move block inside the file. A
-// book that fails this is refused whole, so that no lookup can wander outside it.
-static bool BookStructureIsSound(long long fileSize, u32 nodes, int entrySize) {
+// book that fails this is refused whole, so that no lookup can wander outside it. The check reads a
+// read-only mapping of the file once, which costs no system call per record.
+static bool BookStructureIsSound(const char* path, u32 nodes, int entrySize) {
+    MappedFile file = MapFileReadOnly(path);
+    const long long size       = (long long)file.size;
     const long long movesStart = BOOK_HEADER_SIZE + (long long)BOOK_RECORD_SIZE * nodes;
-    if (nodes > u32(INT_MAX - BOOK_FIRST_RECORD) || movesStart > fileSize) return false;
-    u32 previousFirst = 0, previousSecond = 0;
-    for (u32 i = 0; i < nodes; i++) {
-        uint8_t record[BOOK_RECORD_SIZE];
-        if (std::fseek(BookFile, BOOK_HEADER_SIZE + long(BOOK_RECORD_SIZE) * long(i), SEEK_SET) != 0 ||
-            !ReadBookBytes(record, BOOK_RECORD_SIZE))
-            return false;
-        const u32 first  = ReadLittleEndian32(record);
-        const u32 second = ReadLittleEndian32(record + 4);
-        const u32 offset = ReadLittleEndian32(record + 8);
-        if (i > 0 && CompareBookKeys(previousFirst, previousSecond, first, second) >= 0) return false;
-        previousFirst  = first;
-        previousSecond = second;
-        if (offset < movesStart || offset >= fileSize) return false;
-        uint8_t count;
-        if (std::fseek(BookFile, long(offset), SEEK_SET) != 0 || !ReadBookBytes(&count, 1)) return false;
-        if (offset + 1 + (long long)count * entrySize > fileSize) return false;
+    bool sound = file.data && nodes <= u32(INT_MAX - BOOK_FIRST_RECORD) && movesStart <= size;
+    for (u32 i = 0; sound && i < nodes; i++) {
+        const uint8_t* record = file.data + BOOK_HEADER_SIZE + size_t(BOOK_RECORD_SIZE) * i;
+        const u32 offset      = ReadLittleEndian32(record + 8);
+        if (i > 0 && CompareBookKeys(ReadLittleEndian32(record - BOOK_RECORD_SIZE),
+                                     ReadLittleEndian32(record - BOOK_RECORD_SIZE + 4), ReadLittleEndian32(record),
+                                     ReadLittleEndian32(record + 4)) >= 0)
+            sound = false;
+        else if (offset < movesStart || offset >= size)
+            sound = false;
+        else if (offset + 1 + (long long)file.data[offset] * entrySize > size)
+            sound = false;
     }
-    return true;
+    UnmapFile(file);
+    return sound;
 }
 
 void CloseBook() {
@@ -123,10 +123,8 @@ void OpenBook(const char* path) {
         return;
     }
     const u32 nodes = got == BOOK_HEADER_SIZE ? ReadLittleEndian32(header + 32) : 0;
-    long long fileSize = -1;
-    if (std::fseek(BookFile, 0, SEEK_END) == 0) fileSize = std::ftell(BookFile);
-    if (got < BOOK_HEADER_SIZE || fileSize < 0 ||
-        !BookStructureIsSound(fileSize, nodes, version == 0 ? BOOK_MOVE_SIZE_V0 : BOOK_MOVE_SIZE_V1)) {
+    if (got < BOOK_HEADER_SIZE ||
+        !BookStructureIsSound(path, nodes, version == 0 ? BOOK_MOVE_SIZE_V0 : BOOK_MOVE_SIZE_V1)) {
         std::printf("Invalid book format\n");
         RefuseBook();
         return;

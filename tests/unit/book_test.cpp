@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -97,11 +98,16 @@ std::vector<uint8_t> MakeBook(const std::vector<HandPosition>& positions, int ve
     return bytes;
 }
 
+std::string TempDirName;
+
+void RemoveTempDir() { std::filesystem::remove_all(TempDirName); }
+
 std::string TempDir() {
-    static std::string dir;
+    std::string& dir = TempDirName;
     if (dir.empty()) {
         char templ[] = "/tmp/velumbrak-book-unit-XXXXXX";
         dir          = mkdtemp(templ);
+        std::atexit(RemoveTempDir);
     }
     return dir;
 }

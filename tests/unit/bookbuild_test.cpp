@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -170,11 +171,16 @@ TEST_F(BookBuildTest, PgnReaderKeepsTheMainLineOnly) {
 // ------------------------------------------------------------------------------------------------
 // Books written by the builder program, against an independent count of the same games.
 
+std::string TempDirName;
+
+void RemoveTempDir() { std::filesystem::remove_all(TempDirName); }
+
 std::string TempDir() {
-    static std::string dir;
+    std::string& dir = TempDirName;
     if (dir.empty()) {
         char templ[] = "/tmp/velumbrak-bookbuild-XXXXXX";
         dir          = mkdtemp(templ);
+        std::atexit(RemoveTempDir);
     }
     return dir;
 }
