@@ -11,7 +11,6 @@
 #include <iterator>
 #include <set>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include "board/movegen.h"
@@ -470,15 +469,6 @@ TEST_F(BookTest, BrokenBooksAreRefusedAndLeftUntouched) {
     // A directory opens but cannot be read as a book.
     EXPECT_EQ(Open(TempDir()), invalid);
     EXPECT_EQ(BookLoaded, 0);
-}
-
-TEST_F(BookTest, ReadOnlyBookIsStillPlayedFrom) {
-    const std::string path = WriteFile("readonly.vbk", MakeBook({{START, {{"e2e4", 2, 0}}}}, 1));
-    ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-    EXPECT_EQ(Open(path), "1 nodes in openings book\n");
-    SetPosition(START);
-    EXPECT_EQ(PickBookMove(), Coordinate("e2e4"));
-    chmod(path.c_str(), 0644);
 }
 
 } // namespace
