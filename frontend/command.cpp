@@ -9,6 +9,7 @@
 
 #include "board/geometry.h"
 #include "board/position.h"
+#include "book/book.h"
 #include "eval/values.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
@@ -220,6 +221,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("demo", line)) {
         RunDemo();
     } else if (MatchCommand("bkm", line)) {
+        PrintBookMoves();
     } else if (IsWholeWord("ucinewgame", line)) {
         UciNewGameCommand();
     } else if (MatchCommand("uci", line)) {

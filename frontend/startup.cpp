@@ -3,8 +3,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "board/geometry.h"
+#include "book/book.h"
 #include "board/makemove.h"
 #include "board/position.h"
 #include "eval/values.h"
@@ -58,6 +60,9 @@ void InitializeEngine() {
     SetDefaultSizesAndStyle();
     ReadConfigurationFile();
     AllocateTables();
+    SeedBookRandom(u32(std::time(nullptr)));
+    // The ini file may have opened a book of its own already.
+    if (!BookLoaded) OpenBook("Book.vbk");
     PrintSettings();
     PostFlag = 1;
     OwnClock = -1;
@@ -74,6 +79,7 @@ void RunCommandLoop() {
 
 void ExitProgram(int code) {
     FreeTables();
+    if (BookLoaded) CloseBook();
     std::fflush(stdout);
     std::exit(code);
 }

@@ -9,6 +9,7 @@ namespace {
 const std::vector<std::string> DefaultStartup = {
     "Velumbrak v1.96 [r2358/29.06.2016]",
     "Error loading values.txt",
+    "Error opening \"Book.vbk\"!",
     "Transposition size is 524288 entries (12582912 bytes)",
     "Pawn hash size is 262144 entries (5767168 bytes)",
     "Aggressivity = 100 (50)%",
