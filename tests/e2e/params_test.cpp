@@ -36,6 +36,7 @@ TEST(StartupFiles, IniFileChangesTheSettingsPrintOut) {
               (std::vector<std::string>{Banner,
                                         "Error loading values.txt",
                                         "Velumbrak.ini(4) WARNING: Incorrect AGGRESSIVITY setting; set to 300",
+                                        "Error opening \"Book.vbk\"!",
                                         "Transposition size is 2796202 entries (67108848 bytes)",
                                         "Pawn hash size is 65536 entries (1441792 bytes)",
                                         "Aggressivity = 300 (150)%",
@@ -75,10 +76,11 @@ TEST(StartupFiles, ValuesFileRepairsAreReportedAndReloadCountsOn) {
     EngineProcess engine = StartEngine(false, {{"values.txt", values.Text()}});
     ASSERT_GT(engine.pid, 0);
     std::vector<std::string> startup = ReadStartup(engine);
-    ASSERT_GE(startup.size(), 3u);
+    ASSERT_GE(startup.size(), 4u);
     EXPECT_EQ(startup[0], Banner);
     EXPECT_EQ(startup[1], ExpectedFixLine(0));
-    EXPECT_EQ(startup[2], "Transposition size is 524288 entries (12582912 bytes)");
+    EXPECT_EQ(startup[2], "Error opening \"Book.vbk\"!");
+    EXPECT_EQ(startup[3], "Transposition size is 524288 entries (12582912 bytes)");
 
     // Every value looked at by the repair counts, 1557 per reading.
     EXPECT_EQ(Exchange(engine, "reload"), std::vector<std::string>{ExpectedFixLine(1557)});
@@ -92,11 +94,11 @@ TEST(StartupFiles, FullSizeValuesFileOfLineNumbers) {
     EngineProcess engine = StartEngine(false, {{"values.txt", ValuesFile::Numbered().Text()}});
     ASSERT_GT(engine.pid, 0);
     std::vector<std::string> startup = ReadStartup(engine);
-    ASSERT_GE(startup.size(), 3u);
+    ASSERT_GE(startup.size(), 4u);
     // All numbers are positive: the first repair is the king-ring table's limit of 127.
     std::string first = "fix [33, " + std::to_string(Line(46, 0)) + " to 127]; fix [34, ";
     EXPECT_EQ(startup[1].substr(0, first.size()), first);
-    EXPECT_EQ(startup[2], "Transposition size is 524288 entries (12582912 bytes)");
+    EXPECT_EQ(startup[3], "Transposition size is 524288 entries (12582912 bytes)");
     EXPECT_EQ(Exchange(engine, "brd").size(), 8u);
     EXPECT_EQ(CloseAndWait(engine), 0);
 }

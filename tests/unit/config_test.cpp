@@ -87,7 +87,7 @@ TEST_F(ConfigTest, EveryKeyTakesItsValue) {
                       "UseLearningData = TRUE\n"
                       "UseBookWeights = off\n"
                       "LogLearningIntoFile = on\n"),
-              "");
+              "Error opening \"my book.vbk\"!\n"); // the book is opened at once; there is none here
     EXPECT_EQ(Changed(), (Settings{{"TranspositionEntries", std::to_string((64 << 20) / 24)},
                                    {"PawnHashEntries", "65536"},
                                    {"ResignValue", "650"},
