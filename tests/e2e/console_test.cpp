@@ -228,3 +228,23 @@ TEST_F(Game, PerftCountsFromTheCurrentPosition) {
 }
 
 } // namespace
+
+namespace {
+
+// The position key as the console shows it (bkm's first line) does not see spacing or counters.
+TEST(ConsoleKeys, SpacingAndCountersDoNotChangeTheKey) {
+    EngineProcess engine = StartEngine(false);
+    ReadStartup(engine);
+    auto key = [&](const std::string& fen) {
+        Exchange(engine, "loadfen " + fen);
+        std::vector<std::string> lines = Exchange(engine, "bkm");
+        return lines.empty() ? std::string() : lines[0];
+    };
+    const std::string plain = key("r3k2r/pp6/8/8/8/8/PP6/R3K2R w KQkq - 0 1");
+    EXPECT_EQ(plain.rfind("Current nhash1 = ", 0), 0u);
+    EXPECT_EQ(key("  r3k2r/pp6/8/8/8/8/PP6/R3K2R    w  KQkq   -   17   40"), plain);
+    EXPECT_NE(key("r3k2r/pp6/8/8/8/8/PP6/R3K1R1 w KQkq - 0 1"), plain);
+    KillEngine(engine);
+}
+
+} // namespace
