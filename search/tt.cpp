@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "board/makemove.h"
+#include "eval/evaluate.h"
 #include "frontend/game.h"
 #include "frontend/settings.h"
 #include "frontend/startup.h"
@@ -43,17 +44,20 @@ static void AllocateTransposition() {
 
 void AllocateTables() {
     AllocateTransposition();
-    // The pawn hash and the evaluation cache are allocated here, in this order.
+    // The pawn hash is allocated here, before the evaluation cache.
+    if (!AllocateEvalCache()) AllocationFailed();
     BuildReversibleMoveTable();
 
     ClearTransposition();
-    // The pawn hash and the evaluation cache are cleared here.
+    // The pawn hash is cleared here.
+    ClearEvalCache();
 }
 
 void FreeTables() {
     FreeTransposition();
+    FreeEvalCache();
     FreeReversibleMoveTable();
-    // The evaluation cache and the pawn hash are released here.
+    // The pawn hash is released here.
 }
 
 void ClearTransposition() {
@@ -83,8 +87,9 @@ void SetTranspositionSize(int mb) {
 
 void ResetAll() {
     ClearTransposition();
-    // The killers of all plies, the pawn hash, the evaluation cache, MoveHistory, the reply
-    // tables and CaptureStats are cleared here.
+    ClearEvalCache();
+    // The killers of all plies, the pawn hash, MoveHistory, the reply tables and CaptureStats
+    // are cleared here.
     LastScore     = 0;
     LastScoreSide = 0;
 }
