@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "eval/evaluate.h"
 #include "eval/params.h"
 #include "eval/values.h"
 #include "frontend/startup.h"
@@ -38,6 +39,23 @@ int Config486(const Force& f) { return f.pawns + 9 * f.knights + 27 * f.bishops 
 int PieceIndex(const Force& w, const Force& b) {
     return w.queens + 3 * b.queens + 9 * w.rooks + 27 * b.rooks + 81 * w.bishops + 243 * b.bishops +
            729 * w.knights + 2187 * b.knights;
+}
+
+// Phases: queens 4, rooks 2, minors 1; 24 units make a full board, 12 a side's full force.
+struct Phases {
+    int current, white, black;
+};
+
+Phases PhasesOf(int whiteUnits, int blackUnits) {
+    return {(std::max(24 - whiteUnits - blackUnits, 0) * 256 + 12) / 24, (std::max(12 - whiteUnits, 0) * 256 + 6) / 12,
+            (std::max(12 - blackUnits, 0) * 256 + 6) / 12};
+}
+
+// Weighted sum of a side's men for king safety; weights for knight, bishop, rook, queen.
+int16_t ForceSum(const Force& f, const int32_t* weight, int32_t pawnWeight) {
+    return int16_t(int64_t(f.knights) * weight[WEIGHT_KNIGHT] + int64_t(f.bishops) * weight[WEIGHT_BISHOP] +
+                   int64_t(f.rooks) * weight[WEIGHT_ROOK] + int64_t(f.queens) * weight[WEIGHT_QUEEN] +
+                   int64_t(f.pawns) * pawnWeight);
 }
 
 // The class of each pair of piece configurations by PieceIndex, numbered in the order WQ, BQ, WR,
@@ -97,60 +115,19 @@ int64_t PawnValue(const int32_t* corner, int64_t own, int64_t other) {
            65536;
 }
 
-MaterialRecord MakeRow(const Force& w, const Force& b, const int32_t* table54, const int32_t* table486,
-                       const int32_t* timeTable) {
-    MaterialRecord row{};
+// The imbalance chain: six kinds of uneven exchange of forces, then the duos. Case i for a side
+// adds its midgame constant to the result (White's advantage) and its end-game coefficient to
+// *egChain, with the side's sign.
+int64_t ImbalanceChain(const Force& w, const Force& b, int64_t* egChain) {
     const Force* side[2] = {&w, &b};
-    int points[2] = {Points(w), Points(b)};
-    int minors[2] = {Minors(w), Minors(b)};
-    int heavies[2] = {Heavies(w), Heavies(b)};
-
-    // Phases: queens 4, rooks 2, minors 1; 24 for a full board.
-    int units[2] = {minors[0] + 2 * heavies[0], minors[1] + 2 * heavies[1]};
-    row.current_phase = int16_t((std::max(24 - units[0] - units[1], 0) * 256 + 12) / 24);
-    row.white_phase   = int16_t((std::max(12 - units[0], 0) * 256 + 6) / 12);
-    row.black_phase   = int16_t((std::max(12 - units[1], 0) * 256 + 6) / 12);
-
-    for (int s = 0; s < 2; s++) {
-        const Force& f = *side[s];
-        int64_t pieces = int64_t(f.knights) * DefenceForceWeight[WEIGHT_KNIGHT] +
-                 int64_t(f.bishops) * DefenceForceWeight[WEIGHT_BISHOP] +
-                 int64_t(f.rooks) * DefenceForceWeight[WEIGHT_ROOK] + int64_t(f.queens) * DefenceForceWeight[WEIGHT_QUEEN];
-        row.DefenceForce[s] = int16_t(pieces + int64_t(f.pawns) * DefencePawnWeight);
-        pieces = int64_t(f.knights) * AttackForceWeight[WEIGHT_KNIGHT] +
-                 int64_t(f.bishops) * AttackForceWeight[WEIGHT_BISHOP] +
-                 int64_t(f.rooks) * AttackForceWeight[WEIGHT_ROOK] + int64_t(f.queens) * AttackForceWeight[WEIGHT_QUEEN];
-        row.AttackForce[s] = int16_t(pieces + int64_t(f.pawns) * AttackPawnWeight);
-
-        // A lone knight, two knights or a lone bishop cannot mate; two bishops or bishop and
-        // knight can.
-        bool cannotWin = f.pawns == 0 && f.rooks == 0 && f.queens == 0 && points[s] < 7 &&
-                         (f.bishops == 0 || points[s] < 4);
-        const Force& other = *side[1 - s];
-        bool ending = points[1 - s] <= 9 || (other.queens == 0 && points[1 - s] < 15);
-        row.Flags[s] = uint8_t((cannotWin ? MATERIAL_CANNOT_WIN : 0) | (ending ? MATERIAL_ENDING : 0));
-    }
-
-    // c is White's advantage in centipawns, eg the end-game part of the imbalance chain.
-    int64_t c = 0, egChain = 0;
-    if (w.queens == 2 || b.queens == 2) {
-        row.EndingClass[0] = row.EndingClass[1] = -1;
-        row.TimeFactor                          = 256;
-    } else {
-        row.EndingClass[0] = ClassOfPieces[PieceIndex(w, b)];
-        row.EndingClass[1] = ClassOfPieces[PieceIndex(b, w)];
-        row.TimeFactor     = uint16_t(timeTable[Config486(w) * CONFIG486 + Config486(b)]);
-        int w54 = Config54(w), b54 = Config54(b), w486 = Config486(w), b486 = Config486(b);
-        c = -(int64_t(table54[w54 * CONFIG54 + b54]) - table54[b54 * CONFIG54 + w54]) / 2 -
-            (int64_t(table486[w486 * CONFIG486 + b486]) - table486[b486 * CONFIG486 + w486]) / 2;
-    }
-
-    // The imbalance chain: six kinds of uneven exchange of forces. Case i for a side adds its
-    // midgame constant to c and its end-game coefficient to egChain, with the side's sign.
+    int points[2]        = {Points(w), Points(b)};
+    int minors[2]        = {Minors(w), Minors(b)};
+    int heavies[2]       = {Heavies(w), Heavies(b)};
+    int64_t c            = 0;
     static constexpr int chainBase[6] = {120, 90, 60, 30, 30, 60};
     auto chainCase = [&](int i, int sign) {
         c += sign * (int64_t(chainBase[i - 1]) + ImbalanceMg[i - 1]);
-        egChain += sign * int64_t(ImbalanceEg[i - 1]);
+        *egChain += sign * int64_t(ImbalanceEg[i - 1]);
     };
     if (points[0] < 4 && points[1] < 4) {
         // A minor against pawns alone.
@@ -195,6 +172,52 @@ MaterialRecord MakeRow(const Force& w, const Force& b, const int32_t* table54, c
         if (w.queens && w.knights) c += QueenKnightDuo;
         if (b.queens && b.knights) c -= QueenKnightDuo;
     }
+
+    return c;
+}
+
+MaterialRecord MakeRow(const Force& w, const Force& b, const int32_t* table54, const int32_t* table486,
+                       const int32_t* timeTable) {
+    MaterialRecord row{};
+    const Force* side[2] = {&w, &b};
+    int points[2] = {Points(w), Points(b)};
+    int minors[2] = {Minors(w), Minors(b)};
+    int heavies[2] = {Heavies(w), Heavies(b)};
+
+    Phases phases = PhasesOf(minors[0] + 2 * heavies[0], minors[1] + 2 * heavies[1]);
+    row.current_phase = int16_t(phases.current);
+    row.white_phase   = int16_t(phases.white);
+    row.black_phase   = int16_t(phases.black);
+
+    for (int s = 0; s < 2; s++) {
+        const Force& f      = *side[s];
+        row.DefenceForce[s] = ForceSum(f, DefenceForceWeight, DefencePawnWeight);
+        row.AttackForce[s]  = ForceSum(f, AttackForceWeight, AttackPawnWeight);
+
+        // A lone knight, two knights or a lone bishop cannot mate; two bishops or bishop and
+        // knight can.
+        bool cannotWin = f.pawns == 0 && f.rooks == 0 && f.queens == 0 && points[s] < 7 &&
+                         (f.bishops == 0 || points[s] < 4);
+        const Force& other = *side[1 - s];
+        bool ending = points[1 - s] <= 9 || (other.queens == 0 && points[1 - s] < 15);
+        row.Flags[s] = uint8_t((cannotWin ? MATERIAL_CANNOT_WIN : 0) | (ending ? MATERIAL_ENDING : 0));
+    }
+
+    // c is White's advantage in centipawns, eg the end-game part of the imbalance chain.
+    int64_t c = 0, egChain = 0;
+    if (w.queens == 2 || b.queens == 2) {
+        row.EndingClass[0] = row.EndingClass[1] = -1;
+        row.TimeFactor                          = 256;
+    } else {
+        row.EndingClass[0] = ClassOfPieces[PieceIndex(w, b)];
+        row.EndingClass[1] = ClassOfPieces[PieceIndex(b, w)];
+        row.TimeFactor     = uint16_t(timeTable[Config486(w) * CONFIG486 + Config486(b)]);
+        int w54 = Config54(w), b54 = Config54(b), w486 = Config486(w), b486 = Config486(b);
+        c = -(int64_t(table54[w54 * CONFIG54 + b54]) - table54[b54 * CONFIG54 + w54]) / 2 -
+            (int64_t(table486[w486 * CONFIG486 + b486]) - table486[b486 * CONFIG486 + w486]) / 2;
+    }
+
+    c += ImbalanceChain(w, b, &egChain);
 
     if (w.bishops == 2) c += BishopPair[b.pawns];
     if (b.bishops == 2) c -= BishopPair[w.pawns];
@@ -249,4 +272,83 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
     sentinel.TimeFactor                               = 256;
 
     PackEvaluationTables();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Material at run time
+
+static Force ForceOf(int side) {
+    const Position& p = thread_board;
+    return {p.PieceCount[QUEEN][side], p.PieceCount[ROOK][side], p.PieceCount[BISHOP][side],
+            p.PieceCount[KNIGHT][side], p.PieceCount[PAWN][side]};
+}
+
+// A third piece of a kind is rare enough for a rougher rule: the chain without its end-game
+// part, a rook bonus that stops counting at two rooks, and no tuned tables.
+int EvaluateMaterial() {
+    const Position& p = thread_board;
+    const Force w = ForceOf(WHITE), b = ForceOf(BLACK);
+    int64_t endgameUnused = 0;
+    int64_t c             = ImbalanceChain(w, b, &endgameUnused);
+    const int64_t bonus   = RookPawnBonus[w.pawns + b.pawns];
+    c += (std::min(w.rooks, 2) - std::min(b.rooks, 2)) * bonus;
+
+    // An edge in force matters less when the side it favours has few pawns left to win with.
+    const int wp = p.PiecePoints[WHITE], bp = p.PiecePoints[BLACK];
+    int favoured = -1;
+    if (c > 0 && wp >= bp && wp - bp < 5) favoured = WHITE;
+    if (c < 0 && bp >= wp && bp - wp < 5) favoured = BLACK;
+    if (favoured >= 0) {
+        const int pawns = p.PieceCount[PAWN][favoured];
+        if (pawns == 0)
+            c /= 4;
+        else if (pawns == 1)
+            c /= 2;
+        else if (pawns == 2)
+            c = c * 4 / 5;
+    }
+    return int(-(c + p.Material[WHITE] - p.Material[BLACK]));
+}
+
+void CalculatePhases() {
+    Position& p         = thread_board;
+    const Phases phases = PhasesOf(p.MinorCount[WHITE] + 2 * p.HeavyCount[WHITE],
+                                   p.MinorCount[BLACK] + 2 * p.HeavyCount[BLACK]);
+    p.current_phase     = phases.current;
+    p.white_phase       = phases.white;
+    p.black_phase       = phases.black;
+    for (int side = WHITE; side <= BLACK; side++) {
+        const Force f                        = ForceOf(side);
+        thread_eval_info.DefenceForce[side] = ForceSum(f, DefenceForceWeight, DefencePawnWeight);
+        thread_eval_info.AttackForce[side]  = ForceSum(f, AttackForceWeight, AttackPawnWeight);
+    }
+}
+
+int EndingByForce(int side) {
+    const Position& p = thread_board;
+    const int other   = ChangeSide(side);
+    const bool strong = p.PiecePoints[other] > EndgamePoints &&
+                        (p.PieceCount[QUEEN][other] > 0 || p.PiecePoints[other] > EndingPointsNoQueen);
+    return strong ? 0 : 1;
+}
+
+void ReadMaterialRecord() {
+    Position& p = thread_board;
+    EvalInfo& e = thread_eval_info;
+    if (p.MaterialIndex == MATERIAL_OVERFLOW) {
+        e.MaterialScore = EvaluateMaterial();
+        CalculatePhases();
+        for (int side = WHITE; side <= BLACK; side++) e.Ending[side] = EndingByForce(side);
+        return;
+    }
+    const MaterialRecord& row = MaterialRecords[p.MaterialIndex];
+    e.MaterialScore           = p.Material[BLACK] - p.Material[WHITE] + row.Imbalance;
+    p.current_phase           = row.current_phase;
+    p.white_phase             = row.white_phase;
+    p.black_phase             = row.black_phase;
+    for (int side = WHITE; side <= BLACK; side++) {
+        e.DefenceForce[side] = row.DefenceForce[side];
+        e.AttackForce[side]  = row.AttackForce[side];
+        e.Ending[side]       = (row.Flags[side] & MATERIAL_ENDING) ? 1 : 0;
+    }
 }

@@ -36,3 +36,14 @@ extern const int32_t CentreRing[64];
 // Repairs and derives the parameters, fills every row from the tuned tables ([White][Black]
 // configuration pairs of 54 and 486, and the time factors), and packs the evaluation tables.
 void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const int32_t* timeTable);
+
+// The material of thread_board at run time. MaterialScore (Black's view), the three phases, the
+// force sums and Ending, from the row of MaterialIndex or, in overflow, worked out.
+void ReadMaterialRecord();
+// MaterialScore of a position with the overflow index.
+int EvaluateMaterial();
+// Phases and force sums of a position with the overflow index.
+void CalculatePhases();
+// 1 when the other side has too little force to attack the king of `side`, by the run-time limits
+// EndgamePoints and EndingPointsNoQueen.
+int EndingByForce(int side);

@@ -10,6 +10,7 @@
 #include "board/geometry.h"
 #include "board/position.h"
 #include "book/book.h"
+#include "eval/evaluate.h"
 #include "eval/values.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
@@ -201,6 +202,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("hard", line)) {
         if (Pondering) PonderEnabled = 1;
     } else if (MatchCommand("evl", line)) {
+        PrintEvaluation();
     } else if (MatchCommand("undo", line)) {
         TakeBack();
     } else if (MatchCommand("fritz", line)) {

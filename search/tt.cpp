@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "board/makemove.h"
+#include "eval/evaluate.h"
 #include "frontend/game.h"
 #include "frontend/settings.h"
 #include "frontend/startup.h"
@@ -44,17 +45,20 @@ static void AllocateTransposition() {
 
 void AllocateTables() {
     AllocateTransposition();
-    // The pawn hash and the evaluation cache are allocated here, in this order.
+    // The pawn hash is allocated here, before the evaluation cache.
+    if (!AllocateEvalCache()) AllocationFailed();
     BuildReversibleMoveTable();
 
     ClearTransposition();
-    // The pawn hash and the evaluation cache are cleared here.
+    // The pawn hash is cleared here.
+    ClearEvalCache();
 }
 
 void FreeTables() {
     FreeTransposition();
+    FreeEvalCache();
     FreeReversibleMoveTable();
-    // The evaluation cache and the pawn hash are released here.
+    // The pawn hash is released here.
 }
 
 void ClearTransposition() {
@@ -86,7 +90,8 @@ void ResetAll() {
     ClearTransposition();
     ClearMoveHistoryAndKillers();
     ClearReplyTablesAndCaptureStats();
-    // The pawn hash and the evaluation cache are cleared here too.
+    ClearEvalCache();
+    // The pawn hash is cleared here too.
     LastScore     = 0;
     LastScoreSide = 0;
 }

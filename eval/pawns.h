@@ -1,0 +1,28 @@
+// The pawn skeleton: passed pawns, pawn files, weak files and the pawn cover of both wings, all of
+// which depend on the pawns alone.
+#pragma once
+#include <cstdint>
+
+#include "board/position.h"
+
+// What one pawn structure is worth and what it leaves for the other terms. 22 bytes with no
+// padding, the same record in the pawn table and in the memo of thread_eval_info. Pairs are
+// indexed by side; WingShelter is [side][0 king wing f-h, 1 queen wing a-c].
+//   0 PawnKey  8 PawnScore (packed pair, Black's view)  12 PassedVector  14 PawnFiles
+//  16 WeakFiles  18 WingShelter
+// A file set is a byte, bit 0 = file a.
+#pragma pack(push, 1)
+struct PawnHashEntry {
+    u64 PawnKey;
+    int32_t PawnScore;
+    uint8_t PassedVector[2];
+    uint8_t PawnFiles[2];
+    uint8_t WeakFiles[2];
+    uint8_t WingShelter[2][2];
+};
+#pragma pack(pop)
+static_assert(sizeof(PawnHashEntry) == 22);
+
+// Adds PawnScore to PackedScore, leaves the memo of thread_eval_info valid for the position and
+// sets PassedPawns: every pawn of a side on a file of its PassedVector.
+void EvaluatePawns();
