@@ -372,3 +372,12 @@ void InitKnightIntercept() {
         }
     }
 }
+
+void InitBoardTables() {
+    InitZobristKeys();
+    InitializeBitMasks();
+    InitializeBitBoards();
+    InitPieceSquareTables();
+    InitKnightDistance();
+    InitKnightIntercept();
+}

@@ -71,6 +71,8 @@ void InitializeBitBoards();
 void InitPieceSquareTables();
 void InitKnightDistance();
 void InitKnightIntercept();
+// Zobrist keys and every table above, in start-up order.
+void InitBoardTables();
 
 // Slider attacks from `square` in the current position: one byte of line occupancy, one class
 // lookup and one table read per line. The square's own bit does not matter.

@@ -20,16 +20,6 @@ constexpr int BadCaptureScale[17] = {-128000, -64000, -32000, 0,     10000, 2000
 constexpr int EVASION_CAPTURE_BONUS = 0x20027100;
 constexpr int EN_PASSANT_SCORE      = 100901;
 
-inline void Push(Move move, int score, int see) {
-    MoveEntry& entry = MoveList[MoveListTop++];
-    entry.move       = move;
-    entry.score      = score;
-    entry.see        = see;
-}
-
-inline bool IsEnPassant(Move move) {
-    return MovedPiece(move) == PAWN && CapturedPiece(move) == 0 && ((MoveFrom(move) ^ MoveTo(move)) & 1);
-}
 
 // Success rate 0-16 of this kind of losing capture in the current search.
 int CaptureRate(Move move) {
@@ -46,12 +36,12 @@ int CaptureRate(Move move) {
 }
 
 inline int Verdict(Move move) {
-    if (MovedPiece(move) == KING || IsEnPassant(move)) return 1;
+    if (MovedPiece(move) == KING || IsEnPassantMove(move)) return 1;
     return SeeNotLosing(move);
 }
 
 int CaptureScore(Move move, int verdict) {
-    if (IsEnPassant(move)) return EN_PASSANT_SCORE;
+    if (IsEnPassantMove(move)) return EN_PASSANT_SCORE;
     const int base = 10 * CaptureValue[CapturedPiece(move)] - CaptureValue[MovedPiece(move)];
     if (verdict) return base + (PromotionPiece(move) ? 108000 : 100000);
     const int promotion = PromotionPiece(move);
@@ -65,7 +55,7 @@ void AddMove(Move move) {
     if (move & 0x1F8000) {
         score = CaptureScore(move, good);
         if (score > 0) score += EVASION_CAPTURE_BONUS;
-    } else if (IsEnPassant(move)) {
+    } else if (IsEnPassantMove(move)) {
         score = EN_PASSANT_SCORE + EVASION_CAPTURE_BONUS;
     } else {
         const int us = thread_board.SideToMove;
@@ -79,7 +69,7 @@ void AddMove(Move move) {
                 score += 40000;
         }
     }
-    Push(move, score, good);
+    PushMove(move, score, good);
 }
 
 inline u64 PieceAttacks(int piece, int square, int side) {
@@ -155,12 +145,12 @@ inline bool CastlingAllowed(const CastlingRule& rule) {
 
 void AddGoodCapture(Move move) {
     if (!Verdict(move)) return;
-    Push(move, CaptureScore(move, 1), 1);
+    PushMove(move, CaptureScore(move, 1), 1);
 }
 
 void AddCapture(Move move) {
     const int verdict = Verdict(move);
-    Push(move, CaptureScore(move, verdict), verdict);
+    PushMove(move, CaptureScore(move, verdict), verdict);
 }
 
 int QuietScore(Move move, int kind, int good) {
@@ -179,7 +169,7 @@ int QuietScore(Move move, int kind, int good) {
 
 void AddQuiet(Move move, int kind) {
     const int good = MovedPiece(move) == KING ? 1 : SeeNotLosing(move);
-    Push(move, QuietScore(move, kind, good), good);
+    PushMove(move, QuietScore(move, kind, good), good);
 }
 
 void GenerateCaptures(u64 targets) { GenerateCaptureMoves(targets, AddCapture); }
@@ -202,7 +192,7 @@ void GenerateQuiet(int kind) {
     const Position& b = thread_board;
     const int us      = b.SideToMove;
     for (const CastlingRule& rule : CastlingRules[us])
-        if (CastlingAllowed(rule)) Push(rule.move, QuietScore(rule.move, kind, 1), 1);
+        if (CastlingAllowed(rule)) PushMove(rule.move, QuietScore(rule.move, kind, 1), 1);
 
     const u64 empty    = ~b.AllPieces;
     const u64 lastRank = us == WHITE ? 0xFF00000000000000ULL : 0xFFULL;
@@ -248,7 +238,7 @@ int GenerateEvasions(int stage) {
         if (IsSquareAttacked(them, to)) continue;
         const Move move = MakeMoveWord(k, to, KING, b.Board[to]);
         if (b.Board[to]) {
-            Push(move, CaptureScore(move, 1) + EVASION_CAPTURE_BONUS, 1);
+            PushMove(move, CaptureScore(move, 1) + EVASION_CAPTURE_BONUS, 1);
         } else {
             int score = HistoryEntry(1, 2, move, us);
             if (HistoryCount > 0) {
@@ -258,7 +248,7 @@ int GenerateEvasions(int stage) {
                 else if (EvasionReply2[lastTo][k][us] == move)
                     score += 40000;
             }
-            Push(move, score, 1);
+            PushMove(move, score, 1);
         }
     }
     if (double_) return MoveListTop > first ? 12 : 0;
@@ -328,7 +318,7 @@ void AddMoveIfPlayable(Move move) {
 
     if (moved == KING && from == (us == WHITE ? 4 : 60) && (to - from == 2 || from - to == 2)) {
         for (const CastlingRule& rule : CastlingRules[us])
-            if (rule.move == move && b.Board[from] == KING && CastlingAllowed(rule)) Push(move, 0, UNKNOWN_SEE);
+            if (rule.move == move && b.Board[from] == KING && CastlingAllowed(rule)) PushMove(move, 0, UNKNOWN_SEE);
         return;
     }
     if (b.Board[from] != moved || b.Board[to] != CapturedPiece(move)) return;
@@ -351,7 +341,7 @@ void AddMoveIfPlayable(Move move) {
     } else if (PromotionPiece(move)) {
         return;
     }
-    Push(move, 0, UNKNOWN_SEE);
+    PushMove(move, 0, UNKNOWN_SEE);
 }
 
 void GenerateLegalMoves(int start) {

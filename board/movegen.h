@@ -18,6 +18,13 @@ constexpr int ANALYSIS_BASE   = 63536; // moves to ponder or analyse on
 extern MoveEntry MoveList[MOVE_LIST_SIZE];
 extern int MoveListTop;
 
+inline void PushMove(Move move, int score, int see) {
+    MoveEntry& entry = MoveList[MoveListTop++];
+    entry.move       = move;
+    entry.score      = score;
+    entry.see        = see;
+}
+
 void GenerateCaptures(u64 targets);
 void GenerateGoodCaptures(u64 targets);
 void GeneratePromotions();

@@ -42,6 +42,10 @@ constexpr Move MakeMoveWord(int from, int to, int moved, int captured = 0, int p
 constexpr bool IsDoublePawnStep(Move m) {
     return MovedPiece(m) == PAWN && (MoveFrom(m) - MoveTo(m) == 16 || MoveTo(m) - MoveFrom(m) == 16);
 }
+// En passant has no flag: a pawn that changes file without a captured piece.
+constexpr bool IsEnPassantMove(Move m) {
+    return MovedPiece(m) == PAWN && CapturedPiece(m) == 0 && ((MoveFrom(m) ^ MoveTo(m)) & 1);
+}
 // Reversible for repetition: no capture, no promotion, no pawn move, no null move.
 constexpr bool IsReversibleMove(Move m) { return m != 0 && (m & 0x1F8000) == 0 && (m & 0x7000) != 0x3000; }
 

@@ -49,12 +49,7 @@ void InitializeEngine() {
     InputBuffer.clear();
     std::printf("Velumbrak v1.96 [r2358/29.06.2016]\n");
 
-    InitZobristKeys();
-    InitializeBitMasks();
-    InitializeBitBoards();
-    InitPieceSquareTables();
-    InitKnightDistance();
-    InitKnightIntercept();
+    InitBoardTables();
     LoadEvaluationValues();
 
     SetDefaultSizesAndStyle();

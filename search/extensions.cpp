@@ -78,8 +78,7 @@ int MoveGivesCheck(Move move) {
 
 int ResolveSee(Move move, int* seeWord) {
     if (*seeWord == UNKNOWN_SEE) {
-        const bool enPassant = MovedPiece(move) == PAWN && !CapturedPiece(move) && ((MoveFrom(move) ^ MoveTo(move)) & 1);
-        *seeWord             = (MovedPiece(move) == KING || enPassant) ? 1 : SeeNotLosing(move);
+        *seeWord = (MovedPiece(move) == KING || IsEnPassantMove(move)) ? 1 : SeeNotLosing(move);
     }
     return *seeWord;
 }

@@ -20,16 +20,6 @@ constexpr u64 RANK_8 = 0xFF00000000000000ULL;
 // The moves of a history entry move a share of the way towards this on a cutoff.
 constexpr int HISTORY_CEILING = 32700;
 
-inline void Push(Move move, int score, int see) {
-    MoveEntry& entry = MoveList[MoveListTop++];
-    entry.move       = move;
-    entry.score      = score;
-    entry.see        = see;
-}
-
-inline bool IsEnPassant(Move move) {
-    return MovedPiece(move) == PAWN && CapturedPiece(move) == 0 && ((MoveFrom(move) ^ MoveTo(move)) & 1);
-}
 
 bool WasTried(const PlyRecord& node, Move move) {
     for (int i = 0; i < node.TriedCount; i++)
@@ -100,7 +90,7 @@ constexpr CastlingCheck CastlingChecks[2][2] = {{{4484, 5}, {4228, 3}}, {{8124, 
 
 int ResolveVerdict(Move move, int verdict) {
     if (verdict != UNKNOWN_SEE) return verdict;
-    if (MovedPiece(move) == KING || IsEnPassant(move)) return 1;
+    if (MovedPiece(move) == KING || IsEnPassantMove(move)) return 1;
     return SeeNotLosing(move);
 }
 
@@ -184,7 +174,7 @@ int NextMoveBatch(int stage, int dropQuiets, int kind, int* memo, int goodCaptur
 
 void AddSafeQuiet(Move move, int kind) {
     if (MovedPiece(move) != KING && !SeeNotLosing(move)) return;
-    Push(move, QuietScore(move, kind, 1), 1);
+    PushMove(move, QuietScore(move, kind, 1), 1);
 }
 
 // The full generator and a compaction give the same entries in the same order as a generator of

@@ -8,11 +8,6 @@ void InitTablesForTests() {
     static bool done = false;
     if (done) return;
     done = true;
-    InitZobristKeys();
-    InitializeBitMasks();
-    InitializeBitBoards();
-    InitPieceSquareTables();
-    InitKnightDistance();
-    InitKnightIntercept();
+    InitBoardTables();
     LoadEvaluationValues();
 }

@@ -61,12 +61,7 @@ int main(int argc, char** argv) {
     }
     if (inputs.empty()) return Usage();
 
-    InitZobristKeys();
-    InitializeBitMasks();
-    InitializeBitBoards();
-    InitPieceSquareTables();
-    InitKnightDistance();
-    InitKnightIntercept();
+    InitBoardTables();
 
     static BookBuild build;
     InitBookBuild(build, plies, minimum);
