@@ -1,6 +1,8 @@
 // Move generators: moves go straight into the one global MoveList with their ordering score and
 // exchange verdict already attached.
 #pragma once
+#include <cassert>
+
 #include "board/position.h"
 
 struct MoveEntry {
@@ -19,6 +21,7 @@ extern MoveEntry MoveList[MOVE_LIST_SIZE];
 extern int MoveListTop;
 
 inline void PushMove(Move move, int score, int see) {
+    assert(MoveListTop < MOVE_LIST_SIZE);
     MoveEntry& entry = MoveList[MoveListTop++];
     entry.move       = move;
     entry.score      = score;
