@@ -27,6 +27,7 @@ int UndoRequested, ExitAnalysisRequested;
 int PonderGuessing;
 int GoPonder;
 int InputEnded;
+int PollIgnoresInput;
 int AnalysisEnd = ANALYSIS_BASE;
 
 Move FindAnalysisMove(Move move) {
@@ -47,7 +48,7 @@ static bool EndlessSearch() {
 
 int PollInput() {
     Position& b = thread_board;
-    if (!InputEnded && InputPending()) {
+    if (!PollIgnoresInput && !InputEnded && InputPending()) {
         PollCountdown = PollInterval;
         ReadCommandDuringSearch();
         if (b.SearchAbort) return 1;
