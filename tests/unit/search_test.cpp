@@ -19,6 +19,7 @@
 #include "frontend/polling.h"
 #include "frontend/settings.h"
 #include "search/ply.h"
+#include "search/report.h"
 #include "search/root.h"
 #include "search/search.h"
 #include "search/think.h"
@@ -62,6 +63,37 @@ SearchOutcome SearchToDepth(int depth, bool clean = true) {
     PollIgnoresInput = 1;
     PollInterval     = 50000;
     if (clean) ResetAll();
+    thread_board.SearchAbort = 0;
+    SearchStart              = ClockCs();
+    testing::internal::CaptureStdout();
+    SearchOutcome outcome;
+    outcome.over  = AnalysisRootSearch(depth, 0);
+    outcome.best  = MoveList[0].move;
+    outcome.score = RootScores[0];
+    outcome.nodes = NodeCount;
+    testing::internal::GetCapturedStdout();
+    PollIgnoresInput = 0;
+    return outcome;
+}
+
+// As SearchToDepth, but MateDepth, MultiPV and SearchMoves stay as the test set them.
+SearchOutcome SearchToDepthKeepingLimits(int depth) {
+    const int mate = MateDepth, lines = MultiPV, count = SearchMoveCount;
+    UciMode          = 0;
+    PostFlag         = 0;
+    OwnBook          = 0;
+    NodeLimit        = 0;
+    PonderingNow     = 0;
+    GoPonder         = 0;
+    OwnClock         = -1;
+    FixedTime        = 0;
+    UseLearningData  = 0;
+    PollIgnoresInput = 1;
+    PollInterval     = 50000;
+    MateDepth        = mate;
+    MultiPV          = lines;
+    SearchMoveCount  = count;
+    ResetAll();
     thread_board.SearchAbort = 0;
     SearchStart              = ClockCs();
     testing::internal::CaptureStdout();
@@ -275,6 +307,125 @@ TEST_F(SearchTest, AnAbortAnywhereLeavesTheBoardAsItWas) {
         }
         MoveListTop = 0;
     }
+}
+
+// The printed line of a mate is the mate: every move legal, the last one mates.
+TEST_F(SearchTest, ThePrintedLineOfAMateEndsInMate) {
+    for (const MateCase& c : MateCases) {
+        Load(c.fen);
+        const SearchOutcome r = SearchToDepth(2 * c.moves + 1);
+        ASSERT_EQ(r.score, MATE - (2 * c.moves - 1)) << c.fen;
+        const BoardSnapshot before = TakeSnapshot();
+        testing::internal::CaptureStdout();
+        PrintPv(0);
+        const std::string line = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(CompareSnapshot(before), "") << c.fen;
+        std::istringstream words(line);
+        std::string word;
+        int made = 0;
+        while (words >> word) {
+            const Move m = ParseCoordinateMove(word.c_str());
+            ASSERT_TRUE(IsMoveLegal(m)) << c.fen << ":" << line;
+            MakeMove(m, 1);
+            made++;
+        }
+        EXPECT_EQ(made, 2 * c.moves - 1) << c.fen << ":" << line;
+        const int us = thread_board.SideToMove;
+        EXPECT_TRUE(IsSquareAttacked(ChangeSide(us), thread_board.KingSquare[us])) << c.fen << ":" << line;
+        GenerateLegalMoves(5000);
+        EXPECT_EQ(MoveListTop, 5000) << c.fen << ":" << line;
+        MoveListTop = 0;
+        while (made--) UnmakeMove();
+    }
+}
+
+// A mate search of n moves opens no window below a mate in n: the mate is found when it is
+// there (the score is a bound that reads as that mate), and nothing else raises the score.
+TEST_F(SearchTest, AMateLimitFindsOnlyMatesThatShort) {
+    const MateCase& c = MateCases[2]; // mate in 3
+    Load(c.fen);
+    MateDepth = 3;
+    SearchOutcome r = SearchToDepthKeepingLimits(7);
+    EXPECT_STREQ(MoveText(r.best), c.move);
+    EXPECT_GT(r.score, MATE_BOUND);
+    EXPECT_EQ((MATE + 1 - r.score) >> 1, 3) << r.score;
+    Load(c.fen);
+    MateDepth = 2;
+    r         = SearchToDepthKeepingLimits(7);
+    EXPECT_LE(r.score, MATE - 2 * 2) << "a mate in 2 that is not there";
+    // A window that lies wholly outside the mate limits comes back as its alpha.
+    MateDepth = 3;
+    EXPECT_EQ(SearchRootMove(-100, 100, 8), -100);
+    MateDepth = 0;
+}
+
+TEST_F(SearchTest, SeveralLinesAreSearchedAndOrdered) {
+    const MateCase& c = MateCases[1]; // mate in 2
+    Load(c.fen);
+    MultiPV = 3;
+    const SearchOutcome r = SearchToDepthKeepingLimits(5);
+    MultiPV               = 1;
+    EXPECT_STREQ(MoveText(r.best), c.move);
+    EXPECT_EQ(r.score, MATE - 3);
+    EXPECT_GE(RootScores[0], RootScores[1]);
+    EXPECT_GE(RootScores[1], RootScores[2]);
+    EXPECT_LT(RootScores[1], MATE_BOUND) << "only one move mates";
+    for (int i = 0; i < MoveListTop; i++) EXPECT_TRUE(IsMoveLegal(MoveList[i].move)) << i;
+    // Repeatable too.
+    MultiPV                = 3;
+    const uint64_t first   = r.nodes;
+    const SearchOutcome r2 = SearchToDepthKeepingLimits(5);
+    MultiPV                = 1;
+    EXPECT_EQ(r2.nodes, first);
+}
+
+TEST_F(SearchTest, SearchMovesRestrictTheRoot) {
+    const MateCase& c = MateCases[0]; // Ra8 mates
+    Load(c.fen);
+    SearchMoves[0]  = ParseCoordinateMove("g1f2");
+    SearchMoves[1]  = ParseCoordinateMove("a1a7");
+    SearchMoveCount = 2;
+    const SearchOutcome r = SearchToDepthKeepingLimits(4);
+    SearchMoveCount       = 0;
+    EXPECT_EQ(RootMoveCount, 2);
+    EXPECT_TRUE(r.best == SearchMoves[0] || r.best == SearchMoves[1]) << MoveText(r.best);
+    EXPECT_LT(r.score, MATE_BOUND);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The capture search.
+
+TEST_F(SearchTest, QuiesceStandsPatOnQuietPositionsAndSeesMate) {
+    // Nothing to capture, no check: the static score, and at or above beta no table entry.
+    Load("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
+    SearchNode(-MATE, MATE, 4, NODE_PV); // sets the root state up
+    IterationNumber = 0;
+    ResetAll();
+    const int e = Evaluate();
+    EXPECT_EQ(Quiesce(-MATE, MATE, 0, NODE_PV), e);
+    EXPECT_EQ(Quiesce(e - 10, e + 10, 0, NODE_PV), e);
+    ResetAll();
+    EXPECT_EQ(Quiesce(e - 20, e - 10, 0, NODE_CUT), e);
+    EXPECT_EQ(TableMove(), 0u);
+    int alpha = -MATE, cutoff = 0;
+    Move move = 0;
+    EXPECT_EQ(RootProbe(&alpha, MATE, &move, &cutoff, 1, 1), 0) << "a stand-pat cutoff stores nothing";
+
+    // In check with no way out: mated at this ply, whatever the depth counter says.
+    Load("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1");
+    SearchNode(-MATE, MATE, 4, NODE_PV);
+    for (int qdepth : {0, -4, -16, 8}) {
+        PlyStack[1].InCheck = 1;
+        EXPECT_EQ(Quiesce(-MATE, MATE, qdepth, NODE_PV), 1 - MATE) << qdepth;
+        EXPECT_EQ(Quiesce(-100, 100, qdepth, NODE_ALL), 1 - MATE) << qdepth;
+    }
+}
+
+// When every move was pruned away, the node says "no better than alpha", not "stalemate".
+TEST_F(SearchTest, ANodeWhoseMovesWereAllPrunedIsNoStalemate) {
+    Load("k7/2Q5/1K6/8/8/8/8/8 b - - 0 1"); // stalemate, a queen down
+    EXPECT_EQ(SearchNode(-50, 50, 4, NODE_CUT), -50);
+    EXPECT_EQ(SearchNode(-50, 50, 24, NODE_CUT), 0);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -498,6 +649,8 @@ SuiteResult RunSuite(const std::vector<SuitePosition>& suite, int depth, size_t 
         result.nodes += r.nodes;
         bool solved = false;
         for (Move m : best) solved |= m == r.best;
+        if (std::getenv("VELUMBRAK_WAC_TRACE"))
+            std::printf("TRACE %s %s %d %s\n", position.id.c_str(), MoveText(r.best), r.score, position.fen.c_str());
         if (solved)
             result.solved++;
         else
