@@ -428,6 +428,41 @@ TEST_F(SearchTest, ANodeWhoseMovesWereAllPrunedIsNoStalemate) {
     EXPECT_EQ(SearchNode(-50, 50, 24, NODE_CUT), 0);
 }
 
+// The root takes its first move from the table, and its first score only when the table gives
+// one: a bound that decides nothing at the root is no score. (A lower bound left by the tree of
+// the last search used to become a root score of -32700, which the console printed as a mate.)
+TEST_F(SearchTest, TheRootTakesAScoreFromTheTableOnlyWhenOneIsThere) {
+    const char* fen = "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3";
+    const Move bishop = MakeMoveWord(5, 33, BISHOP); // f1b5
+    for (int kind : {TT_LOWER, TT_UPPER, TT_EXACT}) {
+        Load(fen);
+        ResetAll();
+        EngineSide    = thread_board.SideToMove;
+        LastScore     = 37;
+        LastScoreSide = EngineSide;
+        UciMode       = 0;
+        PostFlag      = 0;
+        Ply           = 0;
+        TranspositionStore(20, bishop, 55, kind, 0, 0, 0);
+        ASSERT_EQ(TableMove(), bishop);
+        testing::internal::CaptureStdout();
+        const int over = PrepareRootMoves();
+        testing::internal::GetCapturedStdout();
+        ASSERT_EQ(over, 0);
+        EXPECT_EQ(MoveList[0].move, bishop) << kind;
+        EXPECT_EQ(RootScores[0], kind == TT_EXACT ? 55 : 37) << kind;
+        // The last score is read from the engine's side.
+        if (kind == TT_LOWER) {
+            LastScoreSide = ChangeSide(EngineSide);
+            testing::internal::CaptureStdout();
+            PrepareRootMoves();
+            testing::internal::GetCapturedStdout();
+            EXPECT_EQ(RootScores[0], -37);
+        }
+        MoveListTop = 0;
+    }
+}
+
 // ---------------------------------------------------------------------------------------------
 // Draws score exactly 0.
 
