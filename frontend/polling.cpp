@@ -90,9 +90,10 @@ void ReadCommandDuringSearch() {
             // finishes; the command loop then ends the process.
             InputEnded = 1;
             if (EndlessSearch()) {
+                // As `stop`: a search on the opponent's time stays one, so that Think takes
+                // the guessed move back instead of answering it.
                 GiveUp();
                 GoPonder      = 0;
-                PonderingNow  = 0;
                 b.SearchAbort = 1;
             }
             return;
