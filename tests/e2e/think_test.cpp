@@ -99,4 +99,29 @@ TEST_F(Think, APonderMissIsAnsweredFromThePositionPlayed) {
     EXPECT_EQ(board[size_t(7 - rank)].substr(size_t(2 * file), 2), "*P") << reply;
 }
 
+// With several lines the expected reply, printed after "ponder", is that of the best line,
+// not of whichever line was printed last.
+TEST_F(Think, ThePonderMoveAnswersTheBestMoveWithSeveralLines) {
+    Exchange(engine, "uci");
+    Exchange(engine, "setoption name MultiPV value 3");
+    Exchange(engine, "position startpos");
+    SendLine(engine, "go depth 12");
+    std::string line, best;
+    std::vector<std::string> firstLines;
+    while (ReadLineFrom(engine, line, 30000)) {
+        if (StartsWith(line, "info multipv 1 ")) firstLines.push_back(line);
+        if (StartsWith(line, "bestmove ")) {
+            best = line;
+            break;
+        }
+    }
+    ASSERT_FALSE(firstLines.empty()) << "the search is too small to report";
+    const std::string& last = firstLines.back();
+    const size_t pv         = last.find(" pv ");
+    ASSERT_NE(pv, std::string::npos);
+    const std::string moves = last.substr(pv + 4);
+    ASSERT_GE(moves.size(), 9u) << last;
+    EXPECT_EQ(best, "bestmove " + moves.substr(0, 4) + " ponder " + moves.substr(5, 4)) << last;
+}
+
 } // namespace
