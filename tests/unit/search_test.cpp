@@ -710,7 +710,7 @@ TEST_F(SearchTest, EveryBestMoveOfTheTacticalSuiteNamesOneLegalMove) {
 
 // A floor under the share of the suite solved at a fixed depth, so that a search that gets
 // weaker fails here. Measured: 248 of 300 at depth 10 with the material and piece-square
-// evaluation (17 s on the development machine); the floor leaves a margin for small changes.
+// evaluation (about 11 s on the development machine); the floor leaves a margin for small changes.
 TEST_F(SearchTest, TheTacticalSuiteStaysSolved) {
     const SuiteResult r = RunSuite(ReadSuite("epd/wac.epd"), 10, 300);
     EXPECT_EQ(r.total, 300);
