@@ -555,6 +555,43 @@ TEST_F(SearchTest, AFixedDepthSearchIsRepeatable) {
     }
 }
 
+// What is printed about a search must not steer it: the lines are read from the table and the
+// board is put back, so a search with reports, console or UCI, is the same tree as a silent one.
+TEST_F(SearchTest, ReportsDoNotChangeTheSearch) {
+    for (const char* fen : VariedPositions) {
+        Load(fen);
+        const SearchOutcome silent = SearchToDepth(9);
+        for (int uci : {0, 1}) {
+            Load(fen);
+            ResetAll();
+            UciMode          = uci;
+            PostFlag         = 1;
+            MultiPV          = 1;
+            OwnBook          = 0;
+            NodeLimit        = 0;
+            MateDepth        = 0;
+            SearchMoveCount  = 0;
+            OwnClock         = -1;
+            PollIgnoresInput = 1;
+            PollInterval     = 1000; // also many progress lines in UCI mode
+            LastReportNodes  = 0;
+            thread_board.SearchAbort = 0;
+            SearchStart              = ClockCs();
+            testing::internal::CaptureStdout();
+            AnalysisRootSearch(9, 0);
+            const std::string printed = testing::internal::GetCapturedStdout();
+            UciMode                   = 0;
+            PostFlag                  = 0;
+            PollIgnoresInput          = 0;
+            PollInterval              = 50000;
+            EXPECT_FALSE(printed.empty()) << fen;
+            EXPECT_EQ(NodeCount, silent.nodes) << fen << " uci " << uci;
+            EXPECT_EQ(MoveList[0].move, silent.best) << fen << " uci " << uci;
+            EXPECT_EQ(RootScores[0], silent.score) << fen << " uci " << uci;
+        }
+    }
+}
+
 TEST_F(SearchTest, AnEmptyTableFindsTheSameMates) {
     SetTranspositionEntries(0);
     for (const MateCase& c : MateCases) {
