@@ -309,6 +309,65 @@ TEST_F(SearchTest, AnAbortAnywhereLeavesTheBoardAsItWas) {
     }
 }
 
+// A mate that no deeper iteration can shorten ends the search: a mate in n (score 32701 - 2n)
+// is beyond the stop value 32701 - i from iteration 2n + 1 on.
+TEST_F(SearchTest, AFoundMateEndsTheIterations) {
+    for (const MateCase& c : MateCases) {
+        Load(c.fen);
+        const SearchOutcome r = SearchToDepth(40);
+        EXPECT_EQ(r.score, MATE - (2 * c.moves - 1)) << c.fen;
+        EXPECT_EQ(IterationNumber, 2 * c.moves + 1) << c.fen;
+    }
+}
+
+// A root with one legal move is answered at once, without a search.
+TEST_F(SearchTest, OneLegalMoveIsPlayedWithoutASearch) {
+    Load("7k/8/8/8/8/8/6q1/7K w - - 0 1"); // only Kxg2
+    const SearchOutcome r = SearchToDepth(10);
+    EXPECT_EQ(r.over, 0);
+    EXPECT_EQ(MoveListTop, 1);
+    EXPECT_STREQ(MoveText(r.best), "h1g2");
+    EXPECT_EQ(r.nodes, 0u);
+    // Unless it is the one move asked for: then it is searched.
+    Load("7k/8/8/8/8/8/6q1/7K w - - 0 1");
+    SearchMoves[0]  = r.best;
+    SearchMoveCount = 1;
+    const SearchOutcome asked = SearchToDepthKeepingLimits(4);
+    SearchMoveCount           = 0;
+    EXPECT_GT(asked.nodes, 0u);
+}
+
+// The forms of a score in the UCI report: mates in moves, bounds, and the mate search's filter.
+TEST_F(SearchTest, UciScoreForms) {
+    Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    SearchToDepth(1);
+    const auto line = [](int score, int bound) {
+        RootScores[0]   = score;
+        NodeCount       = 0;
+        IterationNumber = 4;
+        SelDepth        = 7;
+        testing::internal::CaptureStdout();
+        ReportUci(1, bound, 0);
+        const std::string text = testing::internal::GetCapturedStdout();
+        const size_t from = text.find(" score "), to = text.find("nodes ");
+        return text.substr(0, 27) + "|" + text.substr(from + 7, to - from - 7);
+    };
+    EXPECT_EQ(line(32699, 3), "info depth 5 seldepth 7 sco|mate 1 ");
+    EXPECT_EQ(line(32697, 3), "info depth 5 seldepth 7 sco|mate 2 ");
+    EXPECT_EQ(line(-32698, 3), "info depth 5 seldepth 7 sco|mate -1 ");
+    EXPECT_EQ(line(-32696, 3), "info depth 5 seldepth 7 sco|mate -2 ");
+    EXPECT_EQ(line(31000, 3), "info depth 5 seldepth 7 sco|cp 31000 ");
+    EXPECT_EQ(line(-31000, 1), "info depth 5 seldepth 7 sco|cp -31000 upperbound ");
+    EXPECT_EQ(line(12, 2), "info depth 5 seldepth 7 sco|cp 12 lowerbound ");
+    // A mate search reports only a mate of its own length; anything else reads as 0.
+    MateDepth = 2;
+    EXPECT_EQ(line(32697, 3), "info depth 5 seldepth 7 sco|mate 2 ");
+    EXPECT_EQ(line(32699, 3), "info depth 5 seldepth 7 sco|cp 0 ");
+    EXPECT_EQ(line(150, 3), "info depth 5 seldepth 7 sco|cp 0 ");
+    MateDepth = 0;
+    UciMode   = 0;
+}
+
 // The printed line of a mate is the mate: every move legal, the last one mates.
 TEST_F(SearchTest, ThePrintedLineOfAMateEndsInMate) {
     for (const MateCase& c : MateCases) {
