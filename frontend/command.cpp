@@ -12,6 +12,7 @@
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "eval/values.h"
+#include "frontend/bench.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
@@ -239,5 +240,7 @@ void ExecuteCommand() {
         PositionCommand(n);
     } else if (MatchCommand("debug", line) && n >= 2) {
         // "debug on" and "debug off" are accepted and change nothing.
+    } else if (MatchCommand("bench", line)) {
+        BenchCommand(n >= 2 && TokenNumber(1) > 0 ? TokenNumber(1) : BENCH_DEFAULT_DEPTH);
     }
 }

@@ -27,6 +27,7 @@ int UndoRequested, ExitAnalysisRequested;
 int PonderGuessing;
 int GoPonder;
 int InputEnded;
+int PollIgnoresInput;
 int AnalysisEnd = ANALYSIS_BASE;
 
 Move FindAnalysisMove(Move move) {
@@ -47,7 +48,7 @@ static bool EndlessSearch() {
 
 int PollInput() {
     Position& b = thread_board;
-    if (!InputEnded && InputPending()) {
+    if (!PollIgnoresInput && !InputEnded && InputPending()) {
         PollCountdown = PollInterval;
         ReadCommandDuringSearch();
         if (b.SearchAbort) return 1;
@@ -89,9 +90,10 @@ void ReadCommandDuringSearch() {
             // finishes; the command loop then ends the process.
             InputEnded = 1;
             if (EndlessSearch()) {
+                // As `stop`: a search on the opponent's time stays one, so that Think takes
+                // the guessed move back instead of answering it.
                 GiveUp();
                 GoPonder      = 0;
-                PonderingNow  = 0;
                 b.SearchAbort = 1;
             }
             return;

@@ -17,6 +17,9 @@ extern int UndoRequested, ExitAnalysisRequested;
 extern int PonderGuessing;   // a short search to find a move to ponder on
 extern int GoPonder;         // a UCI `go ponder` search: no answer before ponderhit or stop
 extern int InputEnded;       // standard input has ended; the process ends after this search
+// 1 while a search must not depend on input (bench): the poll reads nothing, so neither a typed
+// line nor the end of input can change the search; node and time limits still apply.
+extern int PollIgnoresInput;
 // The analysis list: the legal moves of the position pondered on or analysed, from ANALYSIS_BASE.
 extern int AnalysisEnd;
 

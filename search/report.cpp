@@ -30,7 +30,9 @@ void PrintPv(int index) {
     while (n < 20) {
         const Move move = TableMove();
         if (!move || !IsMoveLegal(move)) break;
-        if (HistoryCount == RootHistoryCount + 1) PonderMove = move;
+        // The reply expected to the best move; the other lines of a several-line search are
+        // no prediction of what the opponent answers to it.
+        if (HistoryCount == RootHistoryCount + 1 && index == 0) PonderMove = move;
         MakeMove(move, 1);
         std::printf(" %s", MoveText(move));
         n++;

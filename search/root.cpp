@@ -76,7 +76,8 @@ int PrepareRootMoves() {
     Ply           = 0;
     Move hashMove = 0;
     int alpha = -MATE_SCORE, cutoff = 0;
-    if (RootProbe(&alpha, MATE_SCORE, &hashMove, &cutoff, 1, 0) && hashMove)
+    // A bound that decides nothing here is no score: only a probe that cut off left one in alpha.
+    if (RootProbe(&alpha, MATE_SCORE, &hashMove, &cutoff, 1, 0) && hashMove && cutoff)
         RootScores[0] = alpha;
     else
         RootScores[0] = LastScoreSide == EngineSide ? LastScore : -LastScore;
