@@ -397,10 +397,8 @@ int Search999OrDepth(int depthLimit, int useBook) {
     if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) {
         const bool waited = PonderingNow || GoPonder;
         WaitWhilePondering();
-        if (waited) {
-            PonderMissed = 1;
-            ReceivedMove = 0;
-        }
+        // A reply that ended the wait stays in ReceivedMove: Think still has to play it.
+        if (waited) PonderMissed = 1;
         SearchesPlayed++;
         return 0;
     }
