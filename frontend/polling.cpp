@@ -89,9 +89,9 @@ void ReadCommandDuringSearch() {
             // finishes; the command loop then ends the process.
             InputEnded = 1;
             if (EndlessSearch()) {
+                // PonderingNow stays: Think must take back the predicted move, not answer it.
                 GiveUp();
                 GoPonder      = 0;
-                PonderingNow  = 0;
                 b.SearchAbort = 1;
             }
             return;
@@ -220,6 +220,8 @@ void AnalyzeLoop() {
             TakeBack();
             continue;
         }
+        // Stopped by a line that asks nothing of this loop, such as an illegal move: analyse on.
+        if (b.SearchAbort) continue;
         // The search ended by itself (a mate, no move, the depth): wait for the next line.
         if (ReadLine(1, line) < 0) ExitProgram(0);
         const char* text = line.c_str();

@@ -190,8 +190,9 @@ void Think() {
         std::printf("move %s\n", MoveText(best));
         std::fflush(stdout);
 
-        // Thinking on the opponent's time: guess the reply when the table has none.
-        if (!PonderEnabled || GoPonder) break;
+        // Thinking on the opponent's time: guess the reply when the table has none. Without input
+        // nothing could end that search.
+        if (!PonderEnabled || GoPonder || InputEnded) break;
         GenerateLegalMoves(ANALYSIS_BASE);
         AnalysisEnd   = MoveListTop;
         MoveListTop   = 0;
