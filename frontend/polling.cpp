@@ -163,6 +163,13 @@ void ReadCommandDuringSearch() {
                 b.SearchAbort = 1;
                 return;
             }
+        } else if (PonderingNow && MatchCommand("remove", text)) {
+            // The host takes back our move on its own turn: give up and leave the line to the
+            // command loop, which takes back both moves.
+            GiveUp();
+            b.SearchAbort = 1;
+            InputBuffer.insert(0, line + "\n");
+            return;
         } else if (MatchCommand("otim", text)) {
             // The opponent's clock is accepted; nothing reads it.
         } else if (IsCoordinateMove(text)) {

@@ -38,7 +38,8 @@ int SearchMoveCount;
 namespace {
 
 void TellResult(const char* line) {
-    if (UciMode) return;
+    // On the opponent's time the board holds a move that has not been played yet.
+    if (UciMode || (PonderingNow && PredictedMove)) return;
     std::printf("%s\n", line);
     std::fflush(stdout);
 }

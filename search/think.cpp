@@ -119,6 +119,8 @@ void Think() {
             over = RootSearch();
         }
         if (over) {
+            // A predicted move that ends the game is not on the board of the game.
+            if (PonderingNow) UnmakeMove();
             PonderingNow = 0;
             if (UciMode) {
                 std::printf("bestmove 0000\n");
@@ -130,14 +132,13 @@ void Think() {
         const int p = ConsoleScore(s);
 
         // A search on the opponent's time that did not become ours.
+        // Whatever ended it, the predicted move goes: only the opponent's real move is played.
         if (PonderingNow) {
-            if (PonderMissed) {
-                PonderingNow = 0;
-                UnmakeMove();
-                if (ReceivedMove) {
-                    MakeMove(ReceivedMove, 1);
-                    if (!ForceMode) continue;
-                }
+            PonderingNow = 0;
+            UnmakeMove();
+            if (PonderMissed && ReceivedMove) {
+                MakeMove(ReceivedMove, 1);
+                if (!ForceMode) continue;
             }
             break;
         }

@@ -258,6 +258,38 @@ TEST_P(XboardPondering, ForceGivesUpAndKeepsTheGamePosition) {
     EXPECT_EQ(CountPrefix(Exchange(engine, predicted), "Illegal"), 0);
 }
 
+TEST_P(XboardPondering, RemoveTakesBackBothMoves) {
+    SendLine(engine, "remove");
+    LinesWithin(engine, 300);
+    SendLine(engine, "force");
+    const std::vector<std::string> board = BoardOf(Exchange(engine, "brd"));
+    ASSERT_EQ(board.size(), 8u);
+    EXPECT_EQ(board[1], "*P*P*P*P*P*P*P*P");
+    EXPECT_EQ(board[6], " P P P P P P P P");
+}
+
+// Every black move allows a mate: the engine predicts it and must not take it as played.
+TEST_P(XboardSearch, PredictedMateIsNotClaimedNorKept) {
+    Exchange(engine, "xboard");
+    Exchange(engine, "hard");
+    Exchange(engine, "post");
+    Exchange(engine, "loadfen 7k/p7/6K1/8/8/8/8/1R6 b - - 0 1");
+    Exchange(engine, "time 500");
+    SendLine(engine, "go");
+    std::vector<std::string> lines = ReadUntilPrefix(engine, "move ", 5000);
+    ASSERT_FALSE(lines.empty());
+    const std::string reply = Words(lines.back())[1];
+    lines = LinesWithin(engine, 1500);
+    for (const std::string& line : lines) EXPECT_FALSE(StartsWith(line, "1-0")) << line;
+    // The host answers with a quiet move instead; the game goes on from there.
+    const std::string quiet = reply == "h8g8" ? "g6f6" : "b1c1";
+    Exchange(engine, "time 500");
+    SendLine(engine, quiet);
+    lines = ReadUntilPrefix(engine, "move ", 5000);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(CountPrefix(lines, "Illegal"), 0);
+}
+
 TEST_P(XboardSearch, AnalyzeFollowsMovesUndoAndExit) {
     Exchange(engine, "post");
     SendLine(engine, "analyze");
