@@ -121,6 +121,14 @@ TEST_P(XboardSearch, PostDuringTheSearchEndsItAndTakesEffectNextTime) {
     EXPECT_NE(LastReport(next), nullptr);
 }
 
+TEST_P(XboardSearch, NewDuringTheSearchEndsItWithoutAMove) {
+    StartEndlessSearch("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
+    SendLine(engine, "new");
+    const std::vector<std::string> lines = Exchange(engine, "brd");
+    EXPECT_EQ(CountPrefix(lines, "move "), 0);
+    EXPECT_EQ(BoardOf(lines)[0], "*R*N*B*Q*K*B*N*R");
+}
+
 TEST_P(XboardSearch, LineBeginningWithQEndsTheProcessWithoutAMove) {
     StartEndlessSearch();
     SendLine(engine, "quit");
