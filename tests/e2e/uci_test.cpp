@@ -93,7 +93,7 @@ TEST_P(Uci, MoveTimeSearchTakesAboutTheTime) {
     const int64_t took                   = SteadyMs() - start;
     ASSERT_FALSE(lines.empty());
     EXPECT_GE(took, 280);
-    EXPECT_LE(took, 800);
+    EXPECT_LE(took, 1000);
 }
 
 TEST_P(Uci, InfiniteWaitsForStopAlsoAfterAMateIsFound) {
@@ -103,7 +103,7 @@ TEST_P(Uci, InfiniteWaitsForStopAlsoAfterAMateIsFound) {
     int64_t start = SteadyMs();
     SendLine(engine, "stop");
     EXPECT_FALSE(ReadUntilPrefix(engine, "bestmove", 2000).empty());
-    EXPECT_LT(SteadyMs() - start, 500);
+    EXPECT_LT(SteadyMs() - start, 1000);
 
     // A mate in one ends the search by itself; the answer still waits.
     SendLine(engine, "position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
@@ -139,7 +139,7 @@ TEST_P(Uci, PonderHoldsTheAnswerUntilPonderhitOrStop) {
     SendLine(engine, "stop");
     lines = ReadUntilPrefix(engine, "bestmove", 2000);
     EXPECT_FALSE(lines.empty());
-    EXPECT_LT(SteadyMs() - start, 500);
+    EXPECT_LT(SteadyMs() - start, 1000);
 }
 
 TEST_P(Uci, PonderWithAMateFoundAtOnce) {
