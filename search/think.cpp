@@ -109,15 +109,16 @@ void Think() {
         b.SearchAbort    = 0;
         ReceivedMove     = 0;
         NewGameRequested = 0;
-        int over;
-        if (OwnClock == -1 && FixedTime == 0) {
+        const bool noClock = OwnClock == -1 && FixedTime == 0;
+        if (noClock) {
             TargetTime = HardTime = 9999999;
             PollInterval          = 50000;
-            over                  = AnalysisRootSearch(MaxDepth, 1);
         } else {
             AllocateTime();
-            over = RootSearch();
         }
+        // The node limit is tested at the polls: a small one is polled for often enough.
+        if (NodeLimit > 0 && NodeLimit < PollInterval) PollInterval = int(NodeLimit);
+        const int over = noClock ? AnalysisRootSearch(MaxDepth, 1) : RootSearch();
         if (over) {
             // A predicted move that ends the game is not on the board of the game.
             if (PonderingNow) UnmakeMove();

@@ -226,6 +226,19 @@ TEST_P(Uci, DepthAloneAfterATimedGoHasNoClock) {
     EXPECT_EQ(DeepestInfo(lines), 7);
 }
 
+TEST_P(Uci, NodeLimitIsKeptClosely) {
+    for (int limit : {3000, 60000}) {
+        const std::vector<std::string> lines = Go("position startpos", "go nodes " + std::to_string(limit));
+        ASSERT_GE(lines.size(), 2u);
+        const std::vector<std::string> words = Words(lines[lines.size() - 2]);
+        const auto at = std::find(words.begin(), words.end(), "nodes");
+        ASSERT_NE(at, words.end());
+        const long nodes = std::atol((at + 1)->c_str());
+        EXPECT_GE(nodes, limit);
+        EXPECT_LT(nodes, 2 * limit) << lines[lines.size() - 2];
+    }
+}
+
 TEST_P(Uci, SearchMovesRestrictTheRoot) {
     std::vector<std::string> lines = Go("position startpos", "go depth 5 searchmoves a2a3 h2h3 xyz");
     ASSERT_FALSE(lines.empty());
