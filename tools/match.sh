@@ -11,6 +11,8 @@
 # The engine is copied there first, so that a rebuild during a match does not disturb it.
 # xboard games start from the initial position unless XBOARD_OPENINGS names a file: the runner
 # sets other positions with setboard or the edit command.
+# PONDER=1 plays the xboard games with thinking on the opponent's time: the runner sends `easy`
+# before each game, so a second copy of it is made that sends `hard` instead.
 set -euo pipefail
 
 mode=${1:-all}
@@ -34,13 +36,20 @@ if [ ! -d "$work/runner/node_modules" ]; then
     rm -rf "$work/runner" && cp -r "$shared/tools/match" "$work/runner" && chmod -R u+w "$work/runner"
     (cd "$work/runner" && npm ci)
 fi
+runner=$work/runner
+if [ "${PONDER:-0}" = 1 ]; then
+    runner=$work/runner-ponder
+    rm -rf "$runner" && cp -r "$work/runner" "$runner"
+    sed -i "s/'new', 'force', 'easy', 'post'/'new', 'force', 'hard', 'post'/" "$runner/lib/engine.mjs"
+    grep -q "'force', 'hard'" "$runner/lib/engine.mjs" || { echo "cannot switch the runner to hard" >&2; exit 1; }
+fi
 cmake -S "$root" -B "$root/build" >/dev/null && cmake --build "$root/build" -j2 --target velumbrak >/dev/null
 cp "$root/build/velumbrak" "$work/engine/velumbrak"
 
 run() { # name, then the runner's arguments
     local name=$1
     shift
-    (cd "$work/runner" && node match.mjs "$@" --games "$games" --tc "$tc" --concurrency 1 \
+    (cd "$runner" && node match.mjs "$@" --games "$games" --tc "$tc" --concurrency 1 \
         --pgn "$work/$name.pgn" --log "$work/$name.log") | tee "$work/$name.out" | grep -v '^Finished game'
     node "$work/runner/check-pgn.mjs" "$work/$name.pgn" | tail -2
     echo "Terminations of $name:"
@@ -56,8 +65,17 @@ if [ "$mode" = xboard ] || [ "$mode" = all ]; then
     esac
     extra=()
     [ -n "${XBOARD_OPENINGS:-}" ] && extra=(--openings "$XBOARD_OPENINGS" --order random --seed 5)
-    rm -f "$work/xboard-${OPPONENT:-fairymax}.pgn"
-    run "xboard-${OPPONENT:-fairymax}" "${engine[@]}" proto=xboard "${opponent[@]}" "${extra[@]}"
+    name=xboard-${OPPONENT:-fairymax}
+    [ "${PONDER:-0}" = 1 ] && name=$name-ponder
+    rm -f "$work/$name.pgn"
+    run "$name" "${engine[@]}" proto=xboard "${opponent[@]}" "${extra[@]}"
+    if [ "${PONDER:-0}" = 1 ]; then
+        # Each hint against the opponent's next move, as the engine received it.
+        awk '$2=="[0A]" && $3==">" && $4=="Hint:" {h=$5; next}
+             $2=="[0A]" && $3=="<" && $4 ~ /^[a-h][1-8][a-h][1-8][qrbn]?$/ && h!="" {if ($4==h) hit++; else miss++; h=""}
+             $2=="[0A]" && $3=="<" && ($4=="new" || $4=="result" || $4=="force") {h=""}
+             END {print "ponder hits", hit+0, "misses", miss+0}' "$work/$name.log"
+    fi
 fi
 
 if [ "$mode" = uci ] || [ "$mode" = all ]; then
