@@ -10,13 +10,19 @@ std::string InputBuffer;
 std::string CommandLine;
 
 static bool DiscardingLongLine = false;
+// A terminal reports its end of input once and then blocks again: the end is kept.
+static bool InputClosed = false;
 
 bool ReadInput() {
+    if (InputClosed) return false;
     char chunk[READ_CHUNK];
     ssize_t got;
     do got = read(0, chunk, sizeof chunk);
     while (got < 0 && errno == EINTR);
-    if (got <= 0) return false;
+    if (got <= 0) {
+        InputClosed = true;
+        return false;
+    }
 
     size_t start = 0;
     if (DiscardingLongLine) {
@@ -39,7 +45,7 @@ bool ReadInput() {
 }
 
 int InputPending() {
-    if (InputBuffer.find('\n') != std::string::npos) return 1;
+    if (InputBuffer.find('\n') != std::string::npos || InputClosed) return 1;
     return StdinReady() ? 1 : 0;
 }
 

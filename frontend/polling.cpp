@@ -90,8 +90,7 @@ void ReadCommandDuringSearch() {
             // finishes; the command loop then ends the process.
             InputEnded = 1;
             if (EndlessSearch()) {
-                // As `stop`: a search on the opponent's time stays one, so that Think takes
-                // the guessed move back instead of answering it.
+                // PonderingNow stays: Think must take back the predicted move, not answer it.
                 GiveUp();
                 GoPonder      = 0;
                 b.SearchAbort = 1;
@@ -165,6 +164,13 @@ void ReadCommandDuringSearch() {
                 b.SearchAbort = 1;
                 return;
             }
+        } else if (PonderingNow && MatchCommand("remove", text)) {
+            // The host takes back our move on its own turn: give up and leave the line to the
+            // command loop, which takes back both moves.
+            GiveUp();
+            b.SearchAbort = 1;
+            InputBuffer.insert(0, line + "\n");
+            return;
         } else if (MatchCommand("otim", text)) {
             // The opponent's clock is accepted; nothing reads it.
         } else if (IsCoordinateMove(text)) {
@@ -222,6 +228,8 @@ void AnalyzeLoop() {
             TakeBack();
             continue;
         }
+        // Stopped by a line that asks nothing of this loop, such as an illegal move: analyse on.
+        if (b.SearchAbort) continue;
         // The search ended by itself (a mate, no move, the depth): wait for the next line.
         if (ReadLine(1, line) < 0) ExitProgram(0);
         const char* text = line.c_str();

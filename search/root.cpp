@@ -38,7 +38,8 @@ int SearchMoveCount;
 namespace {
 
 void TellResult(const char* line) {
-    if (UciMode) return;
+    // On the opponent's time the board holds a move that has not been played yet.
+    if (UciMode || (PonderingNow && PredictedMove)) return;
     std::printf("%s\n", line);
     std::fflush(stdout);
 }
@@ -398,10 +399,8 @@ int Search999OrDepth(int depthLimit, int useBook) {
     if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) {
         const bool waited = PonderingNow || GoPonder;
         WaitWhilePondering();
-        if (waited) {
-            PonderMissed = 1;
-            ReceivedMove = 0;
-        }
+        // A reply that ended the wait stays in ReceivedMove: Think still has to play it.
+        if (waited) PonderMissed = 1;
         SearchesPlayed++;
         return 0;
     }

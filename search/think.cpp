@@ -109,16 +109,19 @@ void Think() {
         b.SearchAbort    = 0;
         ReceivedMove     = 0;
         NewGameRequested = 0;
-        int over;
-        if (OwnClock == -1 && FixedTime == 0) {
+        const bool noClock = OwnClock == -1 && FixedTime == 0;
+        if (noClock) {
             TargetTime = HardTime = 9999999;
             PollInterval          = 50000;
-            over                  = AnalysisRootSearch(MaxDepth, 1);
         } else {
             AllocateTime();
-            over = RootSearch();
         }
+        // The node limit is tested at the polls: a small one is polled for often enough.
+        if (NodeLimit > 0 && NodeLimit < PollInterval) PollInterval = int(NodeLimit);
+        const int over = noClock ? AnalysisRootSearch(MaxDepth, 1) : RootSearch();
         if (over) {
+            // A predicted move that ends the game is not on the board of the game.
+            if (PonderingNow) UnmakeMove();
             PonderingNow = 0;
             if (UciMode) {
                 std::printf("bestmove 0000\n");
@@ -130,14 +133,13 @@ void Think() {
         const int p = ConsoleScore(s);
 
         // A search on the opponent's time that did not become ours.
+        // Whatever ended it, the predicted move goes: only the opponent's real move is played.
         if (PonderingNow) {
-            if (PonderMissed) {
-                PonderingNow = 0;
-                UnmakeMove();
-                if (ReceivedMove) {
-                    MakeMove(ReceivedMove, 1);
-                    if (!ForceMode) continue;
-                }
+            PonderingNow = 0;
+            UnmakeMove();
+            if (PonderMissed && ReceivedMove) {
+                MakeMove(ReceivedMove, 1);
+                if (!ForceMode) continue;
             }
             break;
         }
@@ -190,8 +192,8 @@ void Think() {
         std::printf("move %s\n", MoveText(best));
         std::fflush(stdout);
 
-        // Thinking on the opponent's time: guess the reply when the table has none. Once the
-        // input has ended no reply can come, and nothing could stop that search.
+        // Thinking on the opponent's time: guess the reply when the table has none. Without input
+        // nothing could end that search.
         if (!PonderEnabled || GoPonder || InputEnded) break;
         GenerateLegalMoves(ANALYSIS_BASE);
         AnalysisEnd   = MoveListTop;
