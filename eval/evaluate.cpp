@@ -32,7 +32,8 @@ int AllocateEvalCache() {
         return 1;
     }
     EvalCache = static_cast<EvalCacheEntry*>(
-        std::malloc(size_t(EvalCacheEntries + EVAL_CACHE_SPARE) * sizeof(EvalCacheEntry)));
+        std::calloc(size_t(EvalCacheEntries + EVAL_CACHE_SPARE), sizeof(EvalCacheEntry)));
+    if (EvalCache) EvalCache[0].key = ~0ULL; // a zero key must not hit the first entry
     return EvalCache != nullptr;
 }
 

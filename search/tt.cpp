@@ -39,8 +39,12 @@ static void AllocateTransposition() {
         return;
     }
     size_t bytes       = size_t(TranspositionEntries + TT_SPARE_ENTRIES) * sizeof(TranspositionEntry);
-    TranspositionTable = static_cast<TranspositionEntry*>(std::malloc(bytes));
+    // calloc hands out zero pages as they are touched: a fresh table costs nothing at start-up.
+    TranspositionTable = static_cast<TranspositionEntry*>(std::calloc(bytes, 1));
     if (!TranspositionTable) AllocationFailed();
+    SearchStamp               = 0;
+    HashfullCount             = 0;
+    TranspositionTable[0].Key = ~0ULL;
 }
 
 void AllocateTables() {
@@ -48,10 +52,7 @@ void AllocateTables() {
     // The pawn hash is allocated here, before the evaluation cache.
     if (!AllocateEvalCache()) AllocationFailed();
     BuildReversibleMoveTable();
-
-    ClearTransposition();
-    // The pawn hash is cleared here.
-    ClearEvalCache();
+    // Fresh blocks come zeroed; the pawn hash is cleared here.
 }
 
 void FreeTables() {
@@ -75,7 +76,6 @@ void SetTranspositionEntries(int64_t entries) {
     FreeTransposition();
     TranspositionEntries = std::max<int64_t>(entries, 0);
     AllocateTransposition();
-    ClearTransposition();
 }
 
 int64_t TranspositionEntriesForMb(int mb) {
