@@ -46,15 +46,13 @@ struct SearchOutcome {
 };
 
 // A search to a depth with nothing that could make it depend on the outside world: no book, no
-// input, no reports, no clock; the tables are forgotten first unless asked to keep them.
-SearchOutcome SearchToDepth(int depth, bool clean = true) {
+// input, no reports, no clock; the tables are forgotten first unless asked to keep them. MateDepth,
+// MultiPV and SearchMoves stay as the test set them.
+SearchOutcome SearchToDepthKeepingLimits(int depth, bool clean = true) {
     UciMode          = 0;
     PostFlag         = 0;
-    MultiPV          = 1;
     OwnBook          = 0;
     NodeLimit        = 0;
-    MateDepth        = 0;
-    SearchMoveCount  = 0;
     PonderingNow     = 0;
     GoPonder         = 0;
     OwnClock         = -1;
@@ -76,35 +74,12 @@ SearchOutcome SearchToDepth(int depth, bool clean = true) {
     return outcome;
 }
 
-// As SearchToDepth, but MateDepth, MultiPV and SearchMoves stay as the test set them.
-SearchOutcome SearchToDepthKeepingLimits(int depth) {
-    const int mate = MateDepth, lines = MultiPV, count = SearchMoveCount;
-    UciMode          = 0;
-    PostFlag         = 0;
-    OwnBook          = 0;
-    NodeLimit        = 0;
-    PonderingNow     = 0;
-    GoPonder         = 0;
-    OwnClock         = -1;
-    FixedTime        = 0;
-    UseLearningData  = 0;
-    PollIgnoresInput = 1;
-    PollInterval     = 50000;
-    MateDepth        = mate;
-    MultiPV          = lines;
-    SearchMoveCount  = count;
-    ResetAll();
-    thread_board.SearchAbort = 0;
-    SearchStart              = ClockCs();
-    testing::internal::CaptureStdout();
-    SearchOutcome outcome;
-    outcome.over  = AnalysisRootSearch(depth, 0);
-    outcome.best  = MoveList[0].move;
-    outcome.score = RootScores[0];
-    outcome.nodes = NodeCount;
-    testing::internal::GetCapturedStdout();
-    PollIgnoresInput = 0;
-    return outcome;
+// The same with one line, no mate limit and every root move.
+SearchOutcome SearchToDepth(int depth, bool clean = true) {
+    MultiPV         = 1;
+    MateDepth       = 0;
+    SearchMoveCount = 0;
+    return SearchToDepthKeepingLimits(depth, clean);
 }
 
 class SearchTest : public testing::Test {
