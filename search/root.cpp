@@ -244,6 +244,16 @@ void MakeRootMove(int j) {
 
 inline int RootDepth(int iteration, int j) { return 4 * iteration + 2 + (RootGivesCheck[j] ? 4 : 0); }
 
+// After a fail high at r the window opens in one step up to `top`, then up to the mate bound.
+int SearchAboveFailHigh(int r, int top, int D, int i) {
+    if (top >= MATE_SCORE) return -SearchRootMove(-MATE_SCORE, -r, D);
+    const int r2 = -SearchRootMove(-top, -r, D);
+    if (thread_board.SearchAbort || r2 < top) return r2;
+    SetRootScore(r2, i);
+    Report(2);
+    return -SearchRootMove(-MATE_SCORE, -r2, D);
+}
+
 // One pass over the root moves; true when the first move failed low (the window is then widened).
 bool RootPass(int i, int S, int& W, int W0, bool widened) {
     Position& b = thread_board;
@@ -270,19 +280,7 @@ bool RootPass(int i, int S, int& W, int W0, bool widened) {
             if (r >= hi) {
                 SetRootScore(r, i);
                 Report(2);
-                const int T = r + W0 + 100;
-                if (T >= MATE_SCORE) {
-                    r = -SearchRootMove(-MATE_SCORE, -r, D);
-                } else {
-                    const int r2 = -SearchRootMove(-T, -r, D);
-                    if (!b.SearchAbort && r2 < T) {
-                        r = r2;
-                    } else if (!b.SearchAbort) {
-                        SetRootScore(r2, i);
-                        Report(2);
-                        r = -SearchRootMove(-MATE_SCORE, -r2, D);
-                    }
-                }
+                r = SearchAboveFailHigh(r, r + W0 + 100, D, i);
                 if (b.SearchAbort) {
                     UnmakeMove();
                     return false;
@@ -312,19 +310,8 @@ bool RootPass(int i, int S, int& W, int W0, bool widened) {
                 // A new best move goes to the front at once, and its window opens in steps.
                 MoveToFront(j);
                 Report(2);
-                if (W + r >= MATE_SCORE) {
-                    SetRootScore(r, i);
-                    r = -SearchRootMove(-MATE_SCORE, -r, D);
-                } else {
-                    const int r2 = -SearchRootMove(-(W + r), -r, D);
-                    if (!b.SearchAbort && r2 < W + r) {
-                        r = r2;
-                    } else if (!b.SearchAbort) {
-                        SetRootScore(r2, i);
-                        Report(2);
-                        r = -SearchRootMove(-MATE_SCORE, -r2, D);
-                    }
-                }
+                if (W + r >= MATE_SCORE) SetRootScore(r, i);
+                r = SearchAboveFailHigh(r, W + r, D, i);
                 if (b.SearchAbort) {
                     UnmakeMove();
                     return failLow;
