@@ -1,6 +1,6 @@
 #include "board/attacks.h"
 
-#include "search/ply.h"
+#include "board/ply.h"
 
 int IsSquareAttacked(int bySide, int square) {
     const Position& b = thread_board;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "board/geometry.h"
+#include "platform/platform.h"
 
 // clang-format off
 const int8_t CastleMask[64] = {
@@ -307,11 +308,7 @@ void BuildReversibleMoveTable() {
     if (!ReversibleMoveTable)
         ReversibleMoveTable =
             static_cast<ReversibleBucket*>(std::calloc(REVERSIBLE_BUCKETS, sizeof(ReversibleBucket)));
-    if (!ReversibleMoveTable) {
-        std::printf("An error occured while memory allocation!\n");
-        std::fflush(stdout);
-        std::exit(1);
-    }
+    if (!ReversibleMoveTable) OutOfMemory();
     std::memset(ReversibleMoveTable, 0, REVERSIBLE_BUCKETS * sizeof(ReversibleBucket));
     for (int a = 0; a < 64; a++) {
         const u64 diagonals = BishopPseudoAttacks[a], lines = RookPseudoAttacks[a];

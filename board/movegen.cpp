@@ -5,8 +5,8 @@
 #include "board/attacks.h"
 #include "board/geometry.h"
 #include "board/makemove.h"
-#include "search/ordering.h"
-#include "search/ply.h"
+#include "board/ordering.h"
+#include "board/ply.h"
 
 MoveEntry MoveList[MOVE_LIST_SIZE];
 int MoveListTop;

@@ -4,8 +4,23 @@
 #include <cstring>
 
 #include "board/movegen.h"
-#include "frontend/settings.h"
 #include "platform/platform.h"
+
+int UseBookWeights;
+int VarietyOfPlay;
+int UseBookLearning;
+int BookLearningMode;
+int BookLearningBound;
+int BookLearningDone;
+
+void SetDefaultBookSettings() {
+    UseBookWeights    = 1;
+    VarietyOfPlay     = 10;
+    UseBookLearning   = 1;
+    BookLearningMode  = 0;
+    BookLearningBound = 400;
+    BookLearningDone  = 1;
+}
 
 namespace {
 

@@ -88,6 +88,17 @@ constexpr int CompareBookKeys(u32 first1, u32 second1, u32 first2, u32 second2) 
 using BookKeyTable = std::array<std::array<u32, 64>, 8>;
 extern const BookKeyTable BookKeyWhite1, BookKeyBlack1, BookKeyWhite2, BookKeyBlack2;
 
+// ---- Settings: set at start-up, changed by the ini file ----
+extern int UseBookWeights;    // the book's counters weigh the choice; else every live move alike
+extern int VarietyOfPlay;     // 0-100: how far the choice strays from the best-scored move
+extern int UseBookLearning;   // the results of games change the book's counters
+extern int BookLearningMode;  // 0 KILL, 1 DISCOVER
+extern int BookLearningBound; // score bound of book learning
+void SetDefaultBookSettings();
+
+// 0 once a game has begun whose result the book may still learn; book learning runs once a game.
+extern int BookLearningDone;
+
 extern std::FILE* BookFile;
 extern int BookLoaded;
 extern int BookVersionZero;

@@ -15,12 +15,24 @@
 #include "eval/params.h"
 #include "eval/passed.h"
 #include "eval/pieces.h"
-#include "frontend/settings.h"
-#include "search/root.h"
+
+int Aggressivity, AggressivityHalf;
+int Cowardice, CowardiceHalf;
+int64_t EvalCacheEntries;
 
 EvalInfo thread_eval_info;
 EvalCacheEntry* EvalCache;
+int EngineSide;
 int LazyLower = -32700, LazyUpper = 32700;
+
+void SetDefaultEvalSettings() {
+    Aggressivity     = 100;
+    AggressivityHalf = 50;
+    Cowardice        = 100;
+    CowardiceHalf    = 50;
+    EvalCacheEntries = EVAL_CACHE_DEFAULT;
+    PawnHashEntries  = PAWN_HASH_DEFAULT;
+}
 
 // ---------------------------------------------------------------------------------------------
 // The cache

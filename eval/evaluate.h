@@ -84,10 +84,22 @@ constexpr int EVAL_UNKNOWN           = -32700;
 constexpr int64_t EVAL_CACHE_DEFAULT = 0x80000;
 constexpr int EVAL_CACHE_SPARE       = 2;
 
-// EvalCacheEntries (frontend/settings.h) entries; null while the cache is off.
+// ---- Settings: set at start-up, changed by the ini file and UCI options ----
+// The weight of the attacking terms in percent: Aggressivity for the engine's own attack,
+// Cowardice for the opponent's. Only the halves reach the evaluation.
+extern int Aggressivity, AggressivityHalf;
+extern int Cowardice, CowardiceHalf;
+// Entries of the evaluation cache; fixed once the cache is allocated at start-up.
+extern int64_t EvalCacheEntries;
+void SetDefaultEvalSettings();
+
+// EvalCacheEntries entries; null while the cache is off.
 extern EvalCacheEntry* EvalCache;
 
-// Bounds of the lazy exit, from the view of EngineSide; set by the root search.
+// ---- Set by the root search for every search ----
+// The side to move at the root: the lazy bounds are from its view.
+extern int EngineSide;
+// Bounds of the lazy exit, from the view of EngineSide.
 extern int LazyLower, LazyUpper;
 
 // The score of thread_board from the view of the side to move. Afterwards AttackMaps and

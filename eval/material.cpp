@@ -7,7 +7,7 @@
 #include "eval/evaluate.h"
 #include "eval/params.h"
 #include "eval/values.h"
-#include "frontend/startup.h"
+#include "platform/platform.h"
 
 MaterialRecord MaterialRecords[MATERIAL_ROWS];
 int32_t FileSetIndex[256];

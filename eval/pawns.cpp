@@ -3,6 +3,8 @@
 #include "board/geometry.h"
 #include "eval/evaluate.h"
 
+int64_t PawnHashEntries;
+
 // The files and the passed pawns are found here; the structure terms, the wing cover and the pawn
 // table are still to come, so PawnScore stays 0.
 void EvaluatePawns() {

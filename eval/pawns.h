@@ -23,6 +23,10 @@ struct PawnHashEntry {
 #pragma pack(pop)
 static_assert(sizeof(PawnHashEntry) == 22);
 
+constexpr int64_t PAWN_HASH_DEFAULT = 0x40000;
+// Entries of the pawn hash (a setting: the ini file and the UCI option change it).
+extern int64_t PawnHashEntries;
+
 // Adds PawnScore to PackedScore, leaves the memo of thread_eval_info valid for the position and
 // sets PassedPawns: every pawn of a side on a file of its PassedVector.
 void EvaluatePawns();

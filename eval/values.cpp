@@ -7,7 +7,7 @@
 
 #include "eval/material.h"
 #include "eval/params.h"
-#include "frontend/startup.h"
+#include "platform/platform.h"
 
 int64_t PruneStats[2][6][64][64][2];
 
@@ -364,10 +364,7 @@ void LoadEvaluationValues() {
     auto* table54   = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * TABLE54_SIZE));
     auto* table486  = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * TABLE486_SIZE));
     auto* timeTable = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * TABLE486_SIZE));
-    if (!table54 || !table486 || !timeTable) {
-        std::printf("An error occured while memory allocation!\n");
-        ExitProgram(1);
-    }
+    if (!table54 || !table486 || !timeTable) OutOfMemory();
     ReadValuesFile(table54, table486, timeTable);
     ComputePruneRatio();
     // The bishop-and-knight mate drive is not left to tuning.

@@ -4,13 +4,13 @@
 #include <cstring>
 
 #include "board/movegen.h"
+#include "board/ply.h"
 #include "board/position.h"
-#include "frontend/game.h"
-#include "frontend/polling.h"
-#include "frontend/settings.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
 #include "platform/platform.h"
-#include "search/ply.h"
 #include "search/root.h"
+#include "search/tables.h"
 #include "search/think.h"
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"

@@ -8,21 +8,24 @@
 #include <csignal>
 
 #include "board/geometry.h"
+#include "board/movegen.h"
 #include "board/position.h"
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "eval/values.h"
+#include "frontend/analyze.h"
 #include "frontend/bench.h"
+#include "frontend/demo.h"
+#include "frontend/edit.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
-#include "frontend/polling.h"
-#include "frontend/startup.h"
 #include "frontend/uci.h"
-#include "search/root.h"
-#include "search/think.h"
 #include "platform/platform.h"
-#include "search/tt.h"
+#include "search/root.h"
+#include "search/tables.h"
+#include "search/think.h"
+#include "tablebases/tbprobe.h"
 #include "tools/perft.h"
 
 std::array<std::string, MAX_TOKENS> Tokens;
@@ -116,6 +119,18 @@ static void PrintHelp() {
     std::fflush(stdout);
 }
 
+// The `moves` command: the legal moves in search order with their ordering scores.
+static void PrintLegalMoves() {
+    const int saved = MoveListTop;
+    MoveListTop     = 0;
+    std::printf("-------------- Legal moves: ----------------\n");
+    PrepareRootMoves();
+    for (int i = 0; i < MoveListTop; i++) std::printf("%s (%d); ", MoveTextLong(MoveList[i].move), MoveList[i].score);
+    std::printf("\n");
+    std::fflush(stdout);
+    MoveListTop = saved;
+}
+
 static void SetLevel(int n) {
     MovesToGo = TokenNumber(1);
     if (n == 4) Increment = TokenNumber(3) * 100;
@@ -147,7 +162,7 @@ void ExecuteCommand() {
         if (PlayGameMove(line) && !ForceMode) {
             GoPonder        = 0;
             SearchMoveCount = 0;
-            Think();
+            if (Think()) NewGame();
         }
     } else if (MatchCommand("help", line)) {
         PrintHelp();
@@ -209,12 +224,8 @@ void ExecuteCommand() {
     } else if (MatchCommand("fritz", line)) {
         FritzMode = 1;
     } else if (MatchCommand("xboard", line)) {
-        NodeLimit     = 0;
-        MovesToGo     = 0;
-        FixedTime     = 0;
-        MateDepth     = 0;
+        ResetSearchLimits();
         UciMode       = 0;
-        MaxDepth      = 998;
         PonderEnabled = Pondering;
         // xboard hosts send SIGINT to interrupt thinking; the poll handles that through input.
         std::signal(SIGINT, SIG_IGN);

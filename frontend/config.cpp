@@ -5,8 +5,13 @@
 #include <strings.h>
 
 #include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
 #include "frontend/command.h"
 #include "frontend/settings.h"
+#include "search/think.h"
+#include "search/tt.h"
+#include "tablebases/tbprobe.h"
 
 namespace {
 

@@ -2,10 +2,10 @@
 #pragma once
 #include "board/position.h"
 
-extern int LastScore;
-extern int LastScoreSide;
-
+// The start position and the limits of a new game; outside UCI and fritz mode also a new game
+// memory.
 void NewGame();
+// What the engine remembers of the game (histories, the last score, book learning) starts afresh.
 void ResetGameMemory();
 // SetFen for a command: also forgets the score of the last search.
 void LoadFen(const char* text);
@@ -17,9 +17,3 @@ Move ParseCoordinateMove(const char* text);
 bool PlayGameMove(const char* line);
 // Takes back the last game move unless the game record starts there.
 void TakeBack();
-// The `moves` command: the legal moves in search order with their ordering scores.
-void PrintLegalMoves();
-// The board editor of the `edit` command (xboard's edit mode).
-void EditBoard();
-// The `demo` command: the engine plays itself from each position of "openings.epd".
-void RunDemo();

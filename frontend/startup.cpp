@@ -6,16 +6,23 @@
 #include <ctime>
 
 #include "board/geometry.h"
-#include "book/book.h"
 #include "board/makemove.h"
 #include "board/position.h"
+#include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
 #include "eval/values.h"
 #include "frontend/command.h"
 #include "frontend/config.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
+#include "frontend/searchinput.h"
 #include "frontend/settings.h"
+#include "platform/platform.h"
+#include "search/tables.h"
+#include "search/think.h"
 #include "search/tt.h"
+#include "tablebases/tbprobe.h"
 
 static const char* OnOff(int flag) { return flag ? "on" : "off"; }
 
@@ -39,7 +46,14 @@ static void PrintSettings() {
     std::fflush(stdout);
 }
 
+// What ExitProgram leaves behind: the tables go back, the book file is closed.
+static void ReleaseEverything() {
+    FreeTables();
+    if (BookLoaded) CloseBook();
+}
+
 void InitializeEngine() {
+    std::atexit(ReleaseEverything);
     // Output may be a pipe: every line goes out at once, and a reader that has gone away ends
     // the process through the failed write instead of a signal.
     std::setvbuf(stdout, nullptr, _IOLBF, 1 << 16);
@@ -52,15 +66,15 @@ void InitializeEngine() {
     InitBoardTables();
     LoadEvaluationValues();
 
-    SetDefaultSizesAndStyle();
     ReadConfigurationFile();
     AllocateTables();
     SeedBookRandom(u32(std::time(nullptr)));
     // The ini file may have opened a book of its own already.
     if (!BookLoaded) OpenBook("Book.vbk");
     PrintSettings();
-    PostFlag = 1;
-    OwnClock = -1;
+    PostFlag                 = 1;
+    OwnClock                 = NO_CLOCK;
+    ReadCommandsDuringSearch = ReadSearchInput;
     NewGame();
 }
 
@@ -72,9 +86,3 @@ void RunCommandLoop() {
     }
 }
 
-void ExitProgram(int code) {
-    FreeTables();
-    if (BookLoaded) CloseBook();
-    std::fflush(stdout);
-    std::exit(code);
-}

@@ -1,7 +1,6 @@
-// Start-up, the command loop and the one way out of the process.
+// Start-up and the command loop.
 #pragma once
 
 // Every table, setting and file of start-up, in order, ending with a new game.
 void InitializeEngine();
 [[noreturn]] void RunCommandLoop();
-[[noreturn]] void ExitProgram(int code);

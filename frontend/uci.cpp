@@ -6,14 +6,14 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "book/book.h"
+#include "eval/evaluate.h"
 #include "frontend/command.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
-#include "frontend/polling.h"
-#include "frontend/settings.h"
 #include "search/root.h"
 #include "search/think.h"
 #include "search/tt.h"
+#include "tablebases/tbprobe.h"
 
 void UciCommand() {
     std::printf("id name Velumbrak 1.96\n");
@@ -111,12 +111,8 @@ void GoCommand(int n) {
     GoPonder        = 0;
     SearchMoveCount = 0;
     if (n > 1) {
-        MovesToGo = FixedTime = Increment = 0;
-        NodeLimit = 0;
-        MaxDepth  = 998;
-        MateDepth = 0;
         // Without a clock for the side to move the search runs by depth, nodes, time or stop.
-        OwnClock   = -1;
+        ResetSearchLimits();
         const bool white = thread_board.SideToMove == WHITE;
         for (int i = 1; i < n; i++) {
             const char* word = Tokens[i].c_str();
@@ -149,7 +145,7 @@ void GoCommand(int n) {
                 MateDepth = value;
                 i++;
             } else if (MatchCommand("infinite", word)) {
-                OwnClock = 999999999;
+                OwnClock = INFINITE_CLOCK;
             } else if (MatchCommand("searchmoves", word)) {
                 for (i++; i < n; i++)
                     if (IsCoordinateMove(Tokens[i].c_str()) && SearchMoveCount < MAX_ROOT_MOVES)
@@ -159,7 +155,7 @@ void GoCommand(int n) {
             }
         }
     }
-    Think();
+    if (Think()) NewGame();
 }
 
 void StopCommand() {

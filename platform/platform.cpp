@@ -1,11 +1,23 @@
 #include "platform/platform.h"
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+void ExitProgram(int code) {
+    std::fflush(stdout);
+    std::exit(code);
+}
+
+void OutOfMemory() {
+    std::printf("An error occured while memory allocation!\n");
+    ExitProgram(1);
+}
 
 static const std::chrono::steady_clock::time_point ProcessStart = std::chrono::steady_clock::now();
 

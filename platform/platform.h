@@ -6,6 +6,12 @@
 #include <cstdint>
 #include <mutex>
 
+// Ends the process with `code`. Standard output is flushed first; whatever the layers above must
+// close or release on the way out they hand to std::atexit.
+[[noreturn]] void ExitProgram(int code);
+// A block the engine cannot do without could not be had: says so and ends the process with 1.
+[[noreturn]] void OutOfMemory();
+
 // Milliseconds since the process started (monotonic, wall time: never CPU time).
 int64_t ClockMs();
 

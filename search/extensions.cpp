@@ -4,7 +4,8 @@
 #include "board/geometry.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/ply.h"
+#include "board/ply.h"
+#include "search/search.h"
 
 u64 PieceAttacksFrom(int square, int side, int piece) {
     switch (piece) {

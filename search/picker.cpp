@@ -5,8 +5,8 @@
 #include "board/attacks.h"
 #include "board/geometry.h"
 #include "board/movegen.h"
-#include "search/ordering.h"
-#include "search/ply.h"
+#include "board/ordering.h"
+#include "board/ply.h"
 #include "search/root.h"
 #include "search/tt.h"
 

@@ -6,22 +6,20 @@
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "frontend/game.h"
-#include "frontend/settings.h"
+#include "board/ordering.h"
+#include "board/ply.h"
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "platform/platform.h"
-#include "tablebases/tbprobe.h"
-#include "frontend/polling.h"
-#include "search/ply.h"
 #include "search/report.h"
 #include "search/search.h"
 #include "search/think.h"
 #include "search/tt.h"
+#include "tablebases/tbprobe.h"
 
 int RootScores[MAX_ROOT_MOVES];
 int RootHistoryCount;
-int DepthLimit = 999;
+int DepthLimit = DEPTH_BY_CLOCK;
 int PastFirstRootMove;
 int BookMoveChosen;
 Move PonderMove;
@@ -29,7 +27,6 @@ int RootGivesCheck[MAX_ROOT_MOVES];
 int RootMoveIndex;
 int RootMoveCount;
 int IterationNumber;
-int EngineSide;
 Move EasyMove;
 int SearchesPlayed;
 Move SearchMoves[MAX_ROOT_MOVES];
@@ -354,12 +351,12 @@ void SetUpSearch(int depthLimit) {
     BookMoveChosen    = 0;
 }
 
-int Search999OrDepth(int depthLimit, int useBook) {
+int SearchToDepth(int depthLimit, int useBook) {
     Position& b = thread_board;
     if (MultiPV > 1) return MultiPvSearch(depthLimit);
     SetUpSearch(depthLimit);
 
-    if (useBook && BookLoaded && OwnBook && SearchMoveCount == 0 && OwnClock != 999999999) {
+    if (useBook && BookLoaded && OwnBook && SearchMoveCount == 0 && OwnClock != INFINITE_CLOCK) {
         Move move = PickBookMove();
         if (move) {
             if (PonderingNow) {
@@ -478,17 +475,18 @@ int SearchRootMove(int alpha, int beta, int depth) {
     return Search(alpha, beta, depth, 1, kind);
 }
 
-int RootSearch() { return Search999OrDepth(999, 1); }
+int RootSearch() { return SearchToDepth(DEPTH_BY_CLOCK, 1); }
 
-int AnalysisRootSearch(int depthLimit, int useBook) { return Search999OrDepth(depthLimit, useBook); }
+int AnalysisRootSearch(int depthLimit, int useBook) { return SearchToDepth(depthLimit, useBook); }
 
 void WaitWhilePondering() {
     // An endless UCI search that has found all it can still answers only to stop.
-    while ((PonderingNow || GoPonder || (UciMode && OwnClock == 999999999)) && !thread_board.SearchAbort &&
+    while ((PonderingNow || GoPonder || (UciMode && OwnClock == INFINITE_CLOCK)) && !thread_board.SearchAbort &&
            !InputEnded) {
-        // Nothing to compute: sleep in the poll instead of spinning a core.
-        WaitStdin(10);
-        ReadCommandDuringSearch();
+        // Nothing to compute: sleep in the poll instead of spinning a core. Without a reader of
+        // input nothing could end the wait.
+        if (!ReadCommandsDuringSearch) break;
+        ReadCommandsDuringSearch(10);
     }
 }
 

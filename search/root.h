@@ -9,11 +9,11 @@ extern int RootGivesCheck[MAX_ROOT_MOVES];
 extern int RootMoveIndex;
 extern int RootMoveCount;
 extern int IterationNumber;
-extern int EngineSide;
 extern Move EasyMove;
 extern int SearchesPlayed;
 extern int RootHistoryCount;
-// 999 for a search by the clock; the time rules act only then.
+// DepthLimit of a search by the clock; the time rules act only then.
+constexpr int DEPTH_BY_CLOCK = 999;
 extern int DepthLimit;
 extern int PastFirstRootMove;
 extern int BookMoveChosen;

@@ -4,26 +4,140 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/ordering.h"
+#include "board/ply.h"
 #include "book/book.h"
+#include "eval/evaluate.h"
 #include "eval/material.h"
-#include "frontend/game.h"
-#include "frontend/polling.h"
-#include "frontend/settings.h"
 #include "platform/platform.h"
-#include "search/ply.h"
 #include "search/report.h"
 #include "search/root.h"
+#include "search/search.h"
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"
+
+int MultiPV;
+int OwnBook;
+int PostFlag;
+int UciMode;
+int PonderEnabled;
+int ResignValue;
+int ResignTimes;
+
+int OwnClock;
+int Increment;
+int MovesToGo;
+int FixedTime;
+int MaxDepth;
+int MateDepth;
+int64_t NodeLimit;
+
+int ForceMode;
+int LastScore;
+int LastScoreSide;
+Move LastBestMove;
+
+int PollCountdown = 50000;
+int PollInterval  = 50000;
+int (*ReadCommandsDuringSearch)(int waitMs);
+int PonderingNow;
+Move PredictedMove;
+Move ReceivedMove;
+int PonderMissed;
+int NewGameRequested;
+int UndoRequested, ExitAnalysisRequested;
+int PonderGuessing;
+int GoPonder;
+int InputEnded;
+int PollIgnoresInput;
+int AnalysisEnd = ANALYSIS_BASE;
 
 int SearchStart;
 int TargetTime;
 int HardTime;
-u64 RecentKeys[10];
-int RecentScores[10] = {100, 100, 100, 100, 100, 100, 100, 100, 100, 100};
-int RecentBook[10]   = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+
+// The engine's own last ten moves, newest last, for the resign rule: the key after the move, the
+// score of its search, and whether it came from the book.
+static u64 RecentKeys[10];
+static int RecentScores[10] = {100, 100, 100, 100, 100, 100, 100, 100, 100, 100};
+static int RecentBook[10]   = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+
+void SetDefaultSearchSettings() {
+    MultiPV       = 1;
+    OwnBook       = 1;
+    PostFlag      = 1;
+    UciMode       = 0;
+    PonderEnabled = 1;
+    ResignValue   = 800;
+    ResignTimes   = 3;
+    TranspositionEntries = TT_DEFAULT_ENTRIES;
+    ResetSearchLimits();
+    ForceMode    = 0;
+    LastBestMove = 0;
+}
+
+void ResetGameLimits() {
+    MaxDepth  = NO_DEPTH_LIMIT;
+    FixedTime = 0;
+    MateDepth = 0;
+}
+
+void ResetSearchLimits() {
+    ResetGameLimits();
+    OwnClock  = NO_CLOCK;
+    Increment = 0;
+    MovesToGo = 0;
+    NodeLimit = 0;
+}
+
+void ResetSearchMemory() {
+    ClearMoveHistoryAndKillers();
+    LastScore      = 0;
+    LastScoreSide  = 0;
+    SearchesPlayed = 0;
+}
+
+void ClearSearchRequests() {
+    thread_board.SearchAbort = 0;
+    ReceivedMove             = 0;
+    NewGameRequested         = 0;
+    UndoRequested            = 0;
+    ExitAnalysisRequested    = 0;
+}
 
 int ClockCs() { return int(ClockMs() / 10); }
+
+void SetNoTimeLimit() {
+    TargetTime = HardTime = NO_TIME_LIMIT;
+    PollInterval          = 50000;
+}
+
+Move FindAnalysisMove(Move move) {
+    if (!move) return 0;
+    for (int i = ANALYSIS_BASE; i < AnalysisEnd; i++) {
+        const Move candidate = MoveList[i].move;
+        if (MoveFrom(candidate) == MoveFrom(move) && MoveTo(candidate) == MoveTo(move) &&
+            PromotionPiece(candidate) == PromotionPiece(move))
+            return candidate;
+    }
+    return 0;
+}
+
+int PollInput() {
+    if (!PollIgnoresInput && !InputEnded && ReadCommandsDuringSearch) {
+        PollCountdown = PollInterval;
+        if (ReadCommandsDuringSearch(0) && thread_board.SearchAbort) return 1;
+    }
+    if (NodeLimit && NodeCount >= uint64_t(NodeLimit)) return 1;
+    if (PonderingNow && PonderGuessing == 1 && ClockCs() - SearchStart > 100) {
+        PonderGuessing = 0;
+        return 1;
+    }
+    if (UciMode && --ReportCountdown < 0) ReportProgress();
+    PollCountdown = PollInterval;
+    if (DepthLimit == DEPTH_BY_CLOCK && !PonderingNow && !GoPonder) return CheckTime(0);
+    return 0;
+}
 
 int ConsoleScore(int score) {
     if (score > MATE_BOUND) return score + 67;
@@ -64,7 +178,7 @@ void AllocateTime() {
 }
 
 int CheckTime(int atIterationStart) {
-    if (DepthLimit != 999 || PonderingNow || GoPonder) return 0;
+    if (DepthLimit != DEPTH_BY_CLOCK || PonderingNow || GoPonder) return 0;
     const int e = ClockCs() - SearchStart, T = TargetTime, H = HardTime;
     const bool easy = EasyMove && MoveList[0].move == EasyMove;
     if (!easy) EasyMove = 0;
@@ -100,19 +214,16 @@ static void ResignTest() {
 
 static bool PonderMoveLegalNow() { return PonderMove && IsMoveLegal(PonderMove); }
 
-void Think() {
+int Think() {
     Position& b    = thread_board;
     PonderMove     = 0;
     PonderGuessing = 0;
     for (;;) {
-        SearchStart      = ClockCs();
-        b.SearchAbort    = 0;
-        ReceivedMove     = 0;
-        NewGameRequested = 0;
-        const bool noClock = OwnClock == -1 && FixedTime == 0;
+        SearchStart = ClockCs();
+        ClearSearchRequests();
+        const bool noClock = OwnClock == NO_CLOCK && FixedTime == 0;
         if (noClock) {
-            TargetTime = HardTime = 9999999;
-            PollInterval          = 50000;
+            SetNoTimeLimit();
         } else {
             AllocateTime();
         }
@@ -127,7 +238,7 @@ void Think() {
                 std::printf("bestmove 0000\n");
                 std::fflush(stdout);
             }
-            return;
+            return 0;
         }
         const int s = RootScores[0];
         const int p = ConsoleScore(s);
@@ -207,11 +318,11 @@ void Think() {
             PostFlag         = 0;
             SearchStart      = ClockCs();
             b.SearchAbort    = 0;
-            const int result = AnalysisRootSearch(999, 1);
+            const int result = AnalysisRootSearch(DEPTH_BY_CLOCK, 1);
             PostFlag         = post;
             if (result) {
                 PonderingNow = 0;
-                return;
+                return 0;
             }
             if (NewGameRequested) break;
             if (PonderGuessing == 1 || PonderMissed) {
@@ -219,7 +330,7 @@ void Think() {
                 if (!PonderMissed || !ReceivedMove) break;
                 MakeMove(ReceivedMove, 1);
                 PonderingNow = 0;
-                if (ForceMode) return;
+                if (ForceMode) return 0;
                 continue;
             }
             PredictedMove = FindAnalysisMove(MoveList[0].move);
@@ -230,5 +341,5 @@ void Think() {
         MakeMove(PredictedMove, 1);
     }
     PonderingNow = 0;
-    if (NewGameRequested) NewGame();
+    return NewGameRequested;
 }

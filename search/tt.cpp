@@ -6,28 +6,20 @@
 #include <cstring>
 
 #include "board/makemove.h"
-#include "eval/evaluate.h"
-#include "frontend/game.h"
-#include "frontend/settings.h"
-#include "frontend/startup.h"
-#include "search/ordering.h"
-#include "search/ply.h"
+#include "board/ordering.h"
+#include "board/ply.h"
+#include "platform/platform.h"
+#include "search/search.h"
 
+int64_t TranspositionEntries;
 TranspositionEntry* TranspositionTable;
-uint16_t SearchStamp;
 int64_t HashfullCount;
 
 
 // ---------------------------------------------------------------------------------------------
 // Allocation
 
-[[noreturn]] static void AllocationFailed() {
-    std::printf("An error occured while memory allocation!\n");
-    std::fflush(stdout);
-    ExitProgram(1);
-}
-
-static void FreeTransposition() {
+void FreeTransposition() {
     std::free(TranspositionTable);
     TranspositionTable = nullptr;
 }
@@ -41,25 +33,10 @@ static void AllocateTransposition() {
     size_t bytes       = size_t(TranspositionEntries + TT_SPARE_ENTRIES) * sizeof(TranspositionEntry);
     // calloc hands out zero pages as they are touched: a fresh table costs nothing at start-up.
     TranspositionTable = static_cast<TranspositionEntry*>(std::calloc(bytes, 1));
-    if (!TranspositionTable) AllocationFailed();
+    if (!TranspositionTable) OutOfMemory();
     SearchStamp               = 0;
     HashfullCount             = 0;
     TranspositionTable[0].Key = ~0ULL;
-}
-
-void AllocateTables() {
-    AllocateTransposition();
-    // The pawn hash is allocated here, before the evaluation cache.
-    if (!AllocateEvalCache()) AllocationFailed();
-    BuildReversibleMoveTable();
-    // Fresh blocks come zeroed; the pawn hash is cleared here.
-}
-
-void FreeTables() {
-    FreeTransposition();
-    FreeEvalCache();
-    FreeReversibleMoveTable();
-    // The pawn hash is released here.
 }
 
 void ClearTransposition() {
@@ -84,16 +61,6 @@ int64_t TranspositionEntriesForMb(int mb) {
 
 void SetTranspositionSize(int mb) {
     SetTranspositionEntries(TranspositionEntriesForMb(mb));
-}
-
-void ResetAll() {
-    ClearTransposition();
-    ClearMoveHistoryAndKillers();
-    ClearReplyTablesAndCaptureStats();
-    ClearEvalCache();
-    // The pawn hash is cleared here too.
-    LastScore     = 0;
-    LastScoreSide = 0;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-// The transposition table, and the start-up allocation of every hash table of the engine.
+// The transposition table.
 //
 // An entry keeps three bounds side by side, each with its own depth: the upper bound of an all
 // node and the lower bound of a cut node of the same position live together, and neither pushes
@@ -62,12 +62,10 @@ constexpr int TT_SPARE_ENTRIES       = 10;
 constexpr int64_t TT_DEFAULT_ENTRIES = 0x80000;
 constexpr int TT_MAX_MB              = 1024;
 
+// Entries of the table (a setting: the ini file and the UCI option change it).
+extern int64_t TranspositionEntries;
 // The block of TranspositionEntries + TT_SPARE_ENTRIES entries; null while the table has 0 entries.
-// Its entry count is TranspositionEntries (frontend/settings.h).
 extern TranspositionEntry* TranspositionTable;
-// Generation of the table: +1 per search, +3 after board editing, 0 after a clear. An entry whose
-// stamp differs is from an older search and is the first to be replaced.
-extern uint16_t SearchStamp;
 // Entries this search took for a new position from an empty slot or from an older search.
 extern int64_t HashfullCount;
 
@@ -79,21 +77,16 @@ struct SingularData {
     int Depth;
 };
 
-// Start-up: allocate and clear every hash table with the sizes now set. A failed allocation ends
-// the process with code 1.
-void AllocateTables();
-// Releases every hash table (at exit).
-void FreeTables();
+void FreeTransposition();
 // All zero, SearchStamp and HashfullCount 0.
 void ClearTransposition();
 // Entries of a table of mb megabytes, mb clamped to 0..1024.
 int64_t TranspositionEntriesForMb(int mb);
 // UCI "Hash": release, TranspositionEntriesForMb(mb) entries, allocate, clear.
 void SetTranspositionSize(int mb);
-// The same for an exact entry count (configuration exponent sizes, tests).
+// The same for an exact entry count (start-up, configuration exponent sizes, tests). A failed
+// allocation ends the process with code 1.
 void SetTranspositionEntries(int64_t entries);
-// The `clean` command: forget everything learnt about positions and moves.
-void ResetAll();
 
 // Mate scores of exact entries are kept as distances from the node; bounds are cut at the mate
 // bound instead, so that no bound carries a mate distance.

@@ -1,5 +1,17 @@
 #include "tablebases/tbprobe.h"
 
+#include <cstring>
+
+int UseEGTB;
+char EgtbPath[EGTB_PATH_SIZE];
+int TbMaxMen;
+
+void SetDefaultTablebaseSettings() {
+    UseEGTB = 1;
+    std::strcpy(EgtbPath, "<empty>");
+    TbMaxMen = 0;
+}
+
 int TbHits;
 int TbRootSolved;
 

@@ -1,6 +1,16 @@
 // Endgame tables as the search sees them.
 #pragma once
 
+// ---- Settings: set at start-up, changed by the ini file and the UCI option ----
+extern int UseEGTB; // tables are used at all
+// The directory list of the tables; "<empty>" names none.
+constexpr int EGTB_PATH_SIZE = 1024;
+extern char EgtbPath[EGTB_PATH_SIZE];
+void SetDefaultTablebaseSettings();
+
+// Men of the largest table found; 0 when there is none (the search probes nothing then).
+extern int TbMaxMen;
+
 extern int TbHits;
 extern int TbRootSolved;
 

@@ -6,7 +6,7 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "platform/platform.h"
-#include "search/ply.h"
+#include "board/ply.h"
 
 // Pseudo-legal generation with legality settled late: a king capture one ply deeper refutes the
 // move before it, and at the last ply the attack test decides.

@@ -15,7 +15,14 @@
 
 #include "board/movegen.h"
 #include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
+#include "frontend/game.h"
 #include "frontend/settings.h"
+#include "search/tables.h"
+#include "search/think.h"
+#include "search/tt.h"
+#include "tablebases/tbprobe.h"
 #include "tests/unit/test_main_setup.h"
 
 namespace {

@@ -2,8 +2,16 @@
 #include <gtest/gtest.h>
 
 #include "frontend/command.h"
+#include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
+#include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
+#include "search/tables.h"
+#include "search/think.h"
+#include "search/tt.h"
+#include "tablebases/tbprobe.h"
 #include "tests/unit/test_main_setup.h"
 
 namespace {
@@ -13,7 +21,6 @@ class CommandTest : public ::testing::Test {
     void SetUp() override {
         InitTablesForTests();
         SetDefaultSettings();
-        SetDefaultSizesAndStyle();
     }
     void Run(const std::string& line) {
         CommandLine = line;

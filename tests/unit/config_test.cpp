@@ -5,8 +5,15 @@
 #include <map>
 
 #include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
 #include "frontend/config.h"
+#include "frontend/game.h"
 #include "frontend/settings.h"
+#include "search/tables.h"
+#include "search/think.h"
+#include "search/tt.h"
+#include "tablebases/tbprobe.h"
 #include "tests/unit/scratch_dir.h"
 #include "tests/unit/test_main_setup.h"
 
@@ -47,7 +54,6 @@ class ConfigTest : public ::testing::Test {
     void SetUp() override {
         InitTablesForTests();
         SetDefaultSettings();
-        SetDefaultSizesAndStyle();
         defaults = Snapshot();
     }
     // Reads the file as start-up does; returns what it printed.
@@ -149,7 +155,6 @@ TEST_F(ConfigTest, OutOfRangeValuesWarnAndAreBounded) {
                                    {"Cowardice", "0/0"},
                                    {"VarietyOfPlay", "100"}}));
 
-    SetDefaultSizesAndStyle();
     // Negative sizes count as too large; the exponent forms have their own limits.
     EXPECT_EQ(ReadIni("TranspositionSize -1\nTranspositionSize 26\nPawnHashSizeMb -5\nPawnHashSize 24\n"
                       "Aggressivity -1\nCowardice 301\nVarietyOfPlay -2\n"),

@@ -15,6 +15,8 @@
 #include "board/geometry.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "book/book.h"
+#include "book/learn.h"
 #include "eval/evaluate.h"
 #include "eval/material.h"
 #include "eval/params.h"
@@ -22,7 +24,10 @@
 #include "frontend/game.h"
 #include "frontend/settings.h"
 #include "search/root.h"
+#include "search/tables.h"
+#include "search/think.h"
 #include "search/tt.h"
+#include "tablebases/tbprobe.h"
 #include "tests/unit/test_main_setup.h"
 
 namespace {
@@ -420,7 +425,7 @@ TEST_F(EvaluateTest, PawnEndingKeepsTheOtherSlotUnknown) {
 // `new` leaves the cache alone; `clean` empties it. A table of another size indexes by the
 // remainder.
 TEST_F(EvaluateTest, CacheSurvivesNewGameAndIsClearedByClean) {
-    SetDefaultSizesAndStyle();
+    SetDefaultSettings();
     AllocateTables();
     ASSERT_NE(EvalCache, nullptr);
     EXPECT_EQ(EvalCacheEntries, EVAL_CACHE_DEFAULT);

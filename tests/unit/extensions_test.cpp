@@ -8,7 +8,7 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "search/extensions.h"
-#include "search/ply.h"
+#include "board/ply.h"
 #include "tests/unit/slow_movegen.h"
 #include "tests/unit/test_main_setup.h"
 

@@ -12,7 +12,7 @@
 #include "board/geometry.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/ply.h"
+#include "board/ply.h"
 #include "tests/unit/slow_movegen.h"
 #include "tests/unit/test_main_setup.h"
 #include "tools/perft.h"

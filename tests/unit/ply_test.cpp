@@ -3,7 +3,9 @@
 
 #include <bit>
 
-#include "search/ply.h"
+#include "board/ply.h"
+
+#include "search/search.h"
 
 namespace {
 

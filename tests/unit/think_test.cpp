@@ -7,13 +7,17 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/ply.h"
+#include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
 #include "eval/material.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
-#include "frontend/polling.h"
+#include "frontend/searchinput.h"
 #include "frontend/settings.h"
-#include "search/ply.h"
 #include "search/root.h"
+#include "search/tables.h"
 #include "search/think.h"
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"
@@ -278,7 +282,8 @@ class PipedInput : public ::testing::Test {
         savedStdin = dup(0);
         dup2(fds[0], 0);
         InputBuffer.clear();
-        InputEnded = 0;
+        InputEnded               = 0;
+        ReadCommandsDuringSearch = ReadSearchInput;
     }
     void TearDown() override {
         dup2(savedStdin, 0);
@@ -286,7 +291,8 @@ class PipedInput : public ::testing::Test {
         close(fds[0]);
         if (fds[1] >= 0) close(fds[1]);
         InputBuffer.clear();
-        InputEnded   = 0;
+        InputEnded               = 0;
+        ReadCommandsDuringSearch = nullptr;
         PonderingNow = 0;
         PonderMissed = 0;
         ReceivedMove = 0;

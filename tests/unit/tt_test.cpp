@@ -7,11 +7,18 @@
 #include <string>
 
 #include "board/position.h"
+#include "board/ordering.h"
+#include "book/book.h"
+#include "book/learn.h"
+#include "eval/evaluate.h"
 #include "frontend/command.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
+#include "search/tables.h"
+#include "search/think.h"
 #include "search/tt.h"
+#include "tablebases/tbprobe.h"
 #include "tests/unit/test_main_setup.h"
 
 namespace {
@@ -91,7 +98,7 @@ TEST_F(TranspositionTest, SizesAreMegabytesOverTwentyFourIn64Bits) {
 }
 
 TEST_F(TranspositionTest, StartUpAllocatesTheConfiguredSize) {
-    SetDefaultSizesAndStyle();
+    SetDefaultSettings();
     AllocateTables();
     EXPECT_EQ(TranspositionEntries, 0x80000);
     ASSERT_NE(TranspositionTable, nullptr);

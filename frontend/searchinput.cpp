@@ -1,4 +1,4 @@
-#include "frontend/polling.h"
+#include "frontend/searchinput.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -10,58 +10,15 @@
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
-#include "frontend/startup.h"
-#include "search/ply.h"
+#include "platform/platform.h"
+#include "board/ply.h"
 #include "search/report.h"
 #include "search/root.h"
 #include "search/think.h"
 
-int PollCountdown = 50000;
-int PollInterval  = 50000;
-int PonderingNow;
-Move PredictedMove;
-Move ReceivedMove;
-int PonderMissed;
-int NewGameRequested;
-int UndoRequested, ExitAnalysisRequested;
-int PonderGuessing;
-int GoPonder;
-int InputEnded;
-int PollIgnoresInput;
-int AnalysisEnd = ANALYSIS_BASE;
-
-Move FindAnalysisMove(Move move) {
-    if (!move) return 0;
-    for (int i = ANALYSIS_BASE; i < AnalysisEnd; i++) {
-        const Move candidate = MoveList[i].move;
-        if (MoveFrom(candidate) == MoveFrom(move) && MoveTo(candidate) == MoveTo(move) &&
-            PromotionPiece(candidate) == PromotionPiece(move))
-            return candidate;
-    }
-    return 0;
-}
-
 // A search that only a command can end: no clock, pondering, analysis or an endless UCI search.
 static bool EndlessSearch() {
-    return DepthLimit != 999 || PonderingNow || GoPonder || OwnClock == 999999999;
-}
-
-int PollInput() {
-    Position& b = thread_board;
-    if (!PollIgnoresInput && !InputEnded && InputPending()) {
-        PollCountdown = PollInterval;
-        ReadCommandDuringSearch();
-        if (b.SearchAbort) return 1;
-    }
-    if (NodeLimit && NodeCount >= uint64_t(NodeLimit)) return 1;
-    if (PonderingNow && PonderGuessing == 1 && ClockCs() - SearchStart > 100) {
-        PonderGuessing = 0;
-        return 1;
-    }
-    if (UciMode && --ReportCountdown < 0) ReportProgress();
-    PollCountdown = PollInterval;
-    if (DepthLimit == 999 && !PonderingNow && !GoPonder) return CheckTime(0);
-    return 0;
+    return DepthLimit != DEPTH_BY_CLOCK || PonderingNow || GoPonder || OwnClock == INFINITE_CLOCK;
 }
 
 // Giving up a search on the opponent's time: Think then goes on as the case needs.
@@ -79,7 +36,7 @@ static void PrintStatus() {
     std::fflush(stdout);
 }
 
-void ReadCommandDuringSearch() {
+static void ReadCommandDuringSearch() {
     Position& b = thread_board;
     std::string line;
     for (;;) {
@@ -195,65 +152,8 @@ void ReadCommandDuringSearch() {
     }
 }
 
-void AnalyzeLoop() {
-    Position& b = thread_board;
-    std::string line;
-    for (;;) {
-        b.SearchAbort         = 0;
-        NewGameRequested      = 0;
-        ExitAnalysisRequested = 0;
-        UndoRequested         = 0;
-        ReceivedMove          = 0;
-        TargetTime = HardTime = 9999999;
-        PollInterval          = 50000;
-        GenerateLegalMoves(ANALYSIS_BASE);
-        AnalysisEnd = MoveListTop;
-        MoveListTop = 0;
-        SearchStart = ClockCs();
-        AnalysisRootSearch(100, 0);
-        if (InputEnded) ExitProgram(0);
-        if (ReceivedMove) {
-            if (IsMoveLegal(ReceivedMove))
-                MakeMove(ReceivedMove, 1);
-            else
-                std::printf("Illegal move: %s\n", MoveText(ReceivedMove));
-            continue;
-        }
-        if (NewGameRequested) {
-            NewGame();
-            continue;
-        }
-        if (ExitAnalysisRequested) return;
-        if (UndoRequested) {
-            TakeBack();
-            continue;
-        }
-        // Stopped by a line that asks nothing of this loop, such as an illegal move: analyse on.
-        if (b.SearchAbort) continue;
-        // The search ended by itself (a mate, no move, the depth): wait for the next line.
-        if (ReadLine(1, line) < 0) ExitProgram(0);
-        const char* text = line.c_str();
-        if (text[0] == '.') {
-            std::printf("stat01: 0 0 0 0 0\n");
-            std::fflush(stdout);
-        } else if (text[0] == 'q') {
-            ExitProgram(0);
-        } else if (MatchCommand("exit", text)) {
-            return;
-        } else if (MatchCommand("new", text)) {
-            NewGame();
-        } else if (MatchCommand("undo", text)) {
-            TakeBack();
-        } else if (IsCoordinateMove(text)) {
-            const Move move = ParseCoordinateMove(text);
-            if (IsMoveLegal(move)) {
-                std::printf("move maked...\n");
-                std::fflush(stdout);
-                MakeMove(move, 1);
-            } else {
-                std::printf("Illegal move: %s\n", text);
-                std::fflush(stdout);
-            }
-        }
-    }
+int ReadSearchInput(int waitMs) {
+    if (!InputPending() && !(waitMs > 0 && WaitStdin(waitMs))) return 0;
+    ReadCommandDuringSearch();
+    return 1;
 }

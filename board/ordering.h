@@ -1,8 +1,15 @@
 // What the move ordering learns during a game: the cutoff history of quiet moves, the success
-// rates of losing captures and the small memories of good replies.
+// rates of losing captures and the small memories of good replies. The search writes them; the
+// move generators read them to score the moves they make, so they live with the board.
 #pragma once
+#include <cstdint>
+
 #include "board/position.h"
-#include "search/tt.h"
+
+// Generation of the searches: +1 per search, +3 after board editing, 0 when the transposition
+// table is cleared. The table ages its entries by it, and the capture statistics start afresh
+// with every new value.
+extern uint16_t SearchStamp;
 
 // Piece code -> index 1-6 for king, knight, pawn, rook, bishop, queen.
 constexpr int PieceIndex(int piece) { return piece < 4 ? piece : piece - 1; }

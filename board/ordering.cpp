@@ -1,9 +1,10 @@
-#include "search/ordering.h"
+#include "board/ordering.h"
 
 #include <cstring>
 
-#include "search/ply.h"
+#include "board/ply.h"
 
+uint16_t SearchStamp;
 int MoveHistory[2][3][4][4096][2];
 int CaptureStatsStamp[CAPTURE_STATS_SIZE];
 int CaptureStatsTries[CAPTURE_STATS_SIZE];

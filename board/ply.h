@@ -1,26 +1,9 @@
-// What the search shares with the board code below it: units of depth and score, node kinds, and
-// the per-ply record with its stack. The move generators and the exchange test read the record
-// too, so it stands apart from the search itself.
+// The per-ply record of a walk through the move tree, with its stack. The search writes it; the
+// move generators and the exchange test below the search read it too, so it lives with the board.
 #pragma once
 #include <cstdint>
 
 #include "board/position.h"
-
-// Depth is counted in quarter plies; below one ply the search drops into quiescence.
-constexpr int ONE_PLY = 4;
-
-// A side mated at ply p scores p - MATE_SCORE; beyond +-MATE_BOUND a score is a mate score and is
-// stored relative to the node. Tablebase wins at ply p score TB_WIN_SCORE - p. Draws score 0: there
-// is no contempt.
-constexpr int MATE_SCORE   = 32700;
-constexpr int MATE_BOUND   = 31000;
-constexpr int TB_WIN_SCORE = 31700;
-constexpr int DRAW_SCORE   = 0;
-
-// Node kinds passed down by Search and Quiesce.
-constexpr int NODE_PV  = 0;
-constexpr int NODE_CUT = -1;
-constexpr int NODE_ALL = 1;
 
 // PlyRecord::Flags: how the move being searched from this node came about.
 constexpr int FLAG_CHECK        = 1;   // the move gives check

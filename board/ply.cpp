@@ -1,4 +1,4 @@
-#include "search/ply.h"
+#include "board/ply.h"
 
 #include <cstring>
 

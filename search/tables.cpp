@@ -1,0 +1,29 @@
+#include "search/tables.h"
+
+#include "board/makemove.h"
+#include "board/ordering.h"
+#include "eval/evaluate.h"
+#include "platform/platform.h"
+#include "search/think.h"
+#include "search/tt.h"
+
+void AllocateTables() {
+    SetTranspositionEntries(TranspositionEntries);
+    if (!AllocateEvalCache()) OutOfMemory();
+    BuildReversibleMoveTable();
+}
+
+void FreeTables() {
+    FreeTransposition();
+    FreeEvalCache();
+    FreeReversibleMoveTable();
+}
+
+void ResetAll() {
+    ClearTransposition();
+    ClearMoveHistoryAndKillers();
+    ClearReplyTablesAndCaptureStats();
+    ClearEvalCache();
+    LastScore     = 0;
+    LastScoreSide = 0;
+}

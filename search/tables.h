@@ -1,0 +1,11 @@
+// Every hash table of the engine as a whole: made at start-up, released at the end, emptied by
+// `clean`.
+#pragma once
+
+// Allocates and clears the transposition table, the evaluation cache and the reversible-move
+// table with the sizes now set. A failed allocation ends the process with code 1.
+void AllocateTables();
+// Releases them (at exit).
+void FreeTables();
+// The `clean` command: forget everything learnt about positions and moves.
+void ResetAll();
