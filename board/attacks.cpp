@@ -23,9 +23,6 @@ u64 AttackersOfSquareBy(int side, int square) {
            (RookAttacks(square) & (b.Pieces[ROOK][side] | b.Pieces[QUEEN][side])) |
            (BishopAttacks(square) & (b.Pieces[BISHOP][side] | b.Pieces[QUEEN][side]));
 }
-
-u64 AttackersOfSquare(int square) { return AttackersOfSquareBy(WHITE, square); }
-
 int SquareIsPinned(int square) {
     const Position& b = thread_board;
     const int us = b.SideToMove, them = ChangeSide(us);
@@ -45,8 +42,7 @@ int MoveIsPinned(Move move) {
     if ((along < 0 ? -along : along) == (toKing < 0 ? -toKing : toKing)) return 0;
     return SquareIsPinned(from);
 }
-
-u64 AddXRay(u64 attackers, int square, int direction) {
+static u64 AddXRay(u64 attackers, int square, int direction) {
     const Position& b = thread_board;
     switch (direction) {
     case 1: return attackers | (RankAttacksFrom(square) & b.StraightSliders & RayWest[square]);

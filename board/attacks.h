@@ -9,13 +9,11 @@
 constexpr int SeeValue[8] = {0, 200, 3, 1, 0, 5, 3, 9};
 
 int IsSquareAttacked(int bySide, int square);
-u64 AttackersOfSquare(int square);             // white men attacking square
-u64 AttackersOfSquareBy(int side, int square); // the same for either colour
+u64 AttackersOfSquareBy(int side, int square); // the men of `side` attacking square
 int SquareIsPinned(int square);
 int MoveIsPinned(Move move);
 int SeeNotLosing(Move move);
 int CaptureSeeNotLosing(int to, int from, int moved, int victim, int promotion);
-u64 AddXRay(u64 attackers, int square, int direction);
 int OpponentHasBigCapture(int value);
 
 // The exchange test itself; the shortcut by the attack maps of the current ply is optional.

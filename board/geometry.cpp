@@ -191,7 +191,7 @@ u64 OppositionSquares(int file, int rank) {
 
 } // namespace
 
-void InitializeBitMasks() {
+static void InitializeBitMasks() {
     for (int i = 0; i < 256; i++) ToLowerTable[i] = (i >= 'A' && i <= 'Z') ? uint8_t(i + 32) : uint8_t(i);
 
     for (int file = 0; file < 8; file++) NotFileMask[file] = ~FileMask(file);
@@ -232,7 +232,7 @@ void InitializeBitMasks() {
     }
 }
 
-void InitializeBitBoards() {
+static void InitializeBitBoards() {
 #pragma omp parallel for schedule(static)
     for (int c = 0; c < OCCUPANCY_CLASSES; c++) {
         const LineClass& lc = LineClasses.triple[c];
@@ -327,7 +327,7 @@ void InitPieceSquareTables() {
 
 // Breadth-first from every square on an empty board; the board is connected for a knight, so
 // every entry is written.
-void InitKnightDistance() {
+static void InitKnightDistance() {
     for (int start = 0; start < 64; start++) {
         KnightDistance[start][start] = 0;
         u64 reached = Bit(start), frontier = Bit(start);
@@ -345,7 +345,7 @@ void InitKnightDistance() {
 // Can a knight on n stop a black pawn on s that runs south, when the pawn's own king stands on k?
 // The knight must reach a square of the pawn's path no later than the pawn does; one move late is
 // still in time when it can get there through a square from which it checks the king.
-void InitKnightIntercept() {
+static void InitKnightIntercept() {
 #pragma omp parallel for schedule(static)
     for (int s = 0; s < 64; s++) {
         for (int k = 0; k < 64; k++) {

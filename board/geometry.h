@@ -66,11 +66,7 @@ extern int16_t PstEg16[8][2][64];
 extern int32_t KnightDistance[64][64];
 extern u64 KnightIntercept[64][64];
 
-void InitializeBitMasks();
-void InitializeBitBoards();
 void InitPieceSquareTables();
-void InitKnightDistance();
-void InitKnightIntercept();
 // Zobrist keys and every table above, in start-up order.
 void InitBoardTables();
 

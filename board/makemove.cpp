@@ -7,8 +7,9 @@
 #include "board/geometry.h"
 #include "platform/platform.h"
 
+// AND mask of castling rights for a move from or to each square.
 // clang-format off
-const int8_t CastleMask[64] = {
+static const int8_t CastleMask[64] = {
     ~2, -1, -1, -1, ~3, -1, -1, ~1,
     -1, -1, -1, -1, -1, -1, -1, -1,
     -1, -1, -1, -1, -1, -1, -1, -1,
@@ -21,6 +22,28 @@ const int8_t CastleMask[64] = {
 // clang-format on
 
 ReversibleBucket* ReversibleMoveTable;
+
+// After a third piece of a kind leaves the board the index can count the material again.
+static void RecomputeMaterialIndex() {
+    Position& b                = thread_board;
+    static const int pieces[4] = {QUEEN, ROOK, BISHOP, KNIGHT};
+    int index                  = 0;
+    for (int piece : pieces)
+        for (int side = WHITE; side <= BLACK; side++) {
+            if (b.PieceCount[piece][side] >= 3) {
+                b.MaterialIndex = MATERIAL_OVERFLOW;
+                return;
+            }
+            index += b.PieceCount[piece][side] * MaterialWeight[piece][side];
+        }
+    index += b.PieceCount[PAWN][WHITE] * MaterialWeight[PAWN][WHITE] +
+             b.PieceCount[PAWN][BLACK] * MaterialWeight[PAWN][BLACK];
+    if (index > MATERIAL_OVERFLOW) {
+        std::printf("Error when indexing material!\n");
+        std::fflush(stdout);
+    }
+    b.MaterialIndex = index;
+}
 
 namespace {
 
@@ -267,27 +290,6 @@ void UnmakeMove() {
     b.PstScore      = record.PstScore;
     b.HashKey       = record.HashKey;
     b.MaterialIndex = record.MaterialIndex;
-}
-
-void RecomputeMaterialIndex() {
-    Position& b                = thread_board;
-    static const int pieces[4] = {QUEEN, ROOK, BISHOP, KNIGHT};
-    int index                  = 0;
-    for (int piece : pieces)
-        for (int side = WHITE; side <= BLACK; side++) {
-            if (b.PieceCount[piece][side] >= 3) {
-                b.MaterialIndex = MATERIAL_OVERFLOW;
-                return;
-            }
-            index += b.PieceCount[piece][side] * MaterialWeight[piece][side];
-        }
-    index += b.PieceCount[PAWN][WHITE] * MaterialWeight[PAWN][WHITE] +
-             b.PieceCount[PAWN][BLACK] * MaterialWeight[PAWN][BLACK];
-    if (index > MATERIAL_OVERFLOW) {
-        std::printf("Error when indexing material!\n");
-        std::fflush(stdout);
-    }
-    b.MaterialIndex = index;
 }
 
 int IsThreefold() {

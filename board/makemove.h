@@ -5,9 +5,6 @@
 
 #include "board/position.h"
 
-// AND mask of castling rights for a move from or to each square.
-extern const int8_t CastleMask[64];
-
 // Four keys and their moves per bucket; the key is the HashKey change of one reversible move.
 struct ReversibleBucket {
     u64 Keys[4];
@@ -21,7 +18,6 @@ extern ReversibleBucket* ReversibleMoveTable;
 // does right after UnmakeMove of a sibling move.
 void MakeMove(Move move, int save);
 void UnmakeMove();
-void RecomputeMaterialIndex();
 int IsThreefold();
 void BuildReversibleMoveTable();
 void FreeReversibleMoveTable();

@@ -15,7 +15,7 @@ u64 ZobristCastle[16];
 u64 ZobristEnPassant[8];
 
 const char PieceLetters[9]     = ".KNP?RBQ";
-const char PromotionLetters[9] = "\0knp?rbq";
+static const char PromotionLetters[9] = "\0knp?rbq"; // promotion suffixes
 
 // ---------------------------------------------------------------------------------------------
 // Zobrist keys: MT19937-64 seeded by its reference array routine, so keys are identical in every
@@ -96,8 +96,7 @@ void InitZobristKeys() {
     for (u64& k : ZobristCastle) k = MtNext();
     for (u64& k : ZobristEnPassant) k = MtNext();
 }
-
-bool EnPassantPossible() {
+static bool EnPassantPossible() {
     if (HistoryCount == 0) return false;
     Move last = History[HistoryCount - 1].Move;
     if (!IsDoublePawnStep(last)) return false;

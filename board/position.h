@@ -23,7 +23,6 @@ constexpr int QUEEN  = 7;
 constexpr int PieceValue[8] = {0, 10000, 300, 100, 0, 500, 300, 900};
 constexpr int PiecePointValue[8] = {0, 0, 3, 0, 0, 5, 3, 9};
 extern const char PieceLetters[9];    // ".KNP?RBQ", board prints
-extern const char PromotionLetters[9]; // "\0knp?rbq", promotion suffixes
 
 constexpr int FileOf(int sq) { return sq & 7; }
 constexpr int RankOf(int sq) { return sq >> 3; }
@@ -114,8 +113,6 @@ extern u64 ZobristEnPassant[8];
 
 void InitZobristKeys();
 u64 PositionKey();
-// True when the last move was a double step and a pawn of the side to move stands beside it.
-bool EnPassantPossible();
 
 void ClearBoard();
 void PutPiece(int square, int side, int piece);

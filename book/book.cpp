@@ -61,8 +61,7 @@ int BookVersionZero;
 int BookNodes;
 
 void SeedBookRandom(u32 seed) { RandomState = seed; }
-
-int BookRandom() {
+static int BookRandom() {
     RandomState = RandomState * 214013u + 2531011u;
     return int((RandomState >> 16) & 0x7FFF);
 }

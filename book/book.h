@@ -134,4 +134,3 @@ void PrintBookMoves();
 // The random sequence of the book choice (the classic linear congruential one). Start-up seeds it
 // from the clock; tests fix the seed.
 void SeedBookRandom(u32 seed);
-int BookRandom();

@@ -310,7 +310,7 @@ int EvaluateMaterial() {
     return int(-(c + p.Material[WHITE] - p.Material[BLACK]));
 }
 
-void CalculatePhases() {
+static void CalculatePhases() {
     Position& p         = thread_board;
     const Phases phases = PhasesOf(p.MinorCount[WHITE] + 2 * p.HeavyCount[WHITE],
                                    p.MinorCount[BLACK] + 2 * p.HeavyCount[BLACK]);

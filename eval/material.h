@@ -42,8 +42,6 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
 void ReadMaterialRecord();
 // MaterialScore of a position with the overflow index.
 int EvaluateMaterial();
-// Phases and force sums of a position with the overflow index.
-void CalculatePhases();
 // 1 when the other side has too little force to attack the king of `side`, by the run-time limits
 // EndgamePoints and EndingPointsNoQueen.
 int EndingByForce(int side);

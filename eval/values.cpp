@@ -341,7 +341,7 @@ void ReadValuesFile(int32_t* table54, int32_t* table486, int32_t* timeTable) {
     std::memcpy(ShelterCurve, ShelterCurveAfterFile, sizeof(ShelterCurve));
 }
 
-void ComputePruneRatio() {
+static void ComputePruneRatio() {
     std::memset(PruneRatio, 0, sizeof(PruneRatio));
     // King, knight, pawn, rook, bishop, queen share four classes; the first ratio of a class stays.
     static constexpr int pieceClass[6] = {0, 0, 1, 2, 1, 3};

@@ -18,4 +18,3 @@ void LoadEvaluationValues();
 // factors become 256), then reads "values.txt" over the parameters. Prints "Error loading
 // values.txt" when the file cannot be opened.
 void ReadValuesFile(int32_t* table54, int32_t* table486, int32_t* timeTable);
-void ComputePruneRatio();

@@ -53,114 +53,72 @@ constexpr const char* BenchPositions[] = {
 };
 constexpr int BENCH_POSITIONS = int(sizeof BenchPositions / sizeof BenchPositions[0]);
 
-// Everything a bench changes, so that the engine goes on as if it had not run.
-struct SavedState {
+// The game, which a bench replaces with its own positions.
+struct SavedGame {
     Position board;
     GameHistoryRecord history[HISTORY_SIZE];
     int historyCount, historyBase;
-    int lastScore, lastScoreSide;
-    int uciMode, postFlag, multiPv, mateDepth, searchMoveCount, ponderingNow, goPonder;
-    int64_t nodeLimit;
-    int useLearningData, tbMaxMen, aggressivity, aggressivityHalf, cowardice, cowardiceHalf;
-    int pollInterval, pollIgnoresInput;
-    int64_t transpositionEntries;
 };
-
-SavedState Saved;
-
-void SaveState() {
-    SavedState& s = Saved;
-    s.board        = thread_board;
-    std::memcpy(s.history, History, sizeof History);
-    s.historyCount         = HistoryCount;
-    s.historyBase          = HistoryBase;
-    s.lastScore            = LastScore;
-    s.lastScoreSide        = LastScoreSide;
-    s.uciMode              = UciMode;
-    s.postFlag             = PostFlag;
-    s.multiPv              = MultiPV;
-    s.mateDepth            = MateDepth;
-    s.searchMoveCount      = SearchMoveCount;
-    s.ponderingNow         = PonderingNow;
-    s.goPonder             = GoPonder;
-    s.nodeLimit            = NodeLimit;
-    s.useLearningData      = UseLearningData;
-    s.tbMaxMen             = TbMaxMen;
-    s.aggressivity         = Aggressivity;
-    s.aggressivityHalf     = AggressivityHalf;
-    s.cowardice            = Cowardice;
-    s.cowardiceHalf        = CowardiceHalf;
-    s.pollInterval         = PollInterval;
-    s.pollIgnoresInput     = PollIgnoresInput;
-    s.transpositionEntries = TranspositionEntries;
-}
-
-void RestoreState() {
-    const SavedState& s = Saved;
-    if (TranspositionEntries != s.transpositionEntries) SetTranspositionEntries(s.transpositionEntries);
-    thread_board = s.board;
-    std::memcpy(History, s.history, sizeof History);
-    HistoryCount     = s.historyCount;
-    HistoryBase      = s.historyBase;
-    LastScore        = s.lastScore;
-    LastScoreSide    = s.lastScoreSide;
-    UciMode          = s.uciMode;
-    PostFlag         = s.postFlag;
-    MultiPV          = s.multiPv;
-    MateDepth        = s.mateDepth;
-    SearchMoveCount  = s.searchMoveCount;
-    PonderingNow     = s.ponderingNow;
-    GoPonder         = s.goPonder;
-    NodeLimit        = s.nodeLimit;
-    UseLearningData  = s.useLearningData;
-    TbMaxMen         = s.tbMaxMen;
-    Aggressivity     = s.aggressivity;
-    AggressivityHalf = s.aggressivityHalf;
-    Cowardice        = s.cowardice;
-    CowardiceHalf    = s.cowardiceHalf;
-    PollInterval     = s.pollInterval;
-    PollIgnoresInput = s.pollIgnoresInput;
-    MoveListTop      = 0;
-}
+SavedGame Saved;
 
 // Only what the search itself decides may steer it: no reports, no book, no tables of endings
-// or learnt positions, no limit but the depth, the default table size and evaluation styles,
-// and no input, which a pipe that ends early would otherwise turn into a stop.
-void NeutralSettings() {
-    UciMode          = 0;
-    PostFlag         = 0;
-    MultiPV          = 1;
-    MateDepth        = 0;
-    SearchMoveCount  = 0;
-    PonderingNow     = 0;
-    GoPonder         = 0;
-    NodeLimit        = 0;
-    UseLearningData  = 0;
-    TbMaxMen         = 0;
-    Aggressivity     = 100;
-    AggressivityHalf = 50;
-    Cowardice        = 100;
-    CowardiceHalf    = 50;
-    // The poll runs as often as in a short timed search, and must change nothing.
-    PollInterval     = 5000;
-    PollIgnoresInput = 1;
+// or learnt positions, no limit but the depth, the default evaluation styles, and no input,
+// which a pipe that ends early would otherwise turn into a stop. The poll runs as often as in a
+// short timed search, and must change nothing. Each of these globals has the bench's value for
+// the time of the bench and its own again afterwards.
+struct Override {
+    int* setting;
+    int value;
+    int saved;
+};
+Override Overrides[] = {
+    {&UciMode, 0, 0},         {&PostFlag, 0, 0},        {&MultiPV, 1, 0},           {&MateDepth, 0, 0},
+    {&SearchMoveCount, 0, 0}, {&PonderingNow, 0, 0},    {&GoPonder, 0, 0},          {&UseLearningData, 0, 0},
+    {&TbMaxMen, 0, 0},        {&Aggressivity, 100, 0},  {&AggressivityHalf, 50, 0}, {&Cowardice, 100, 0},
+    {&CowardiceHalf, 50, 0},  {&PollInterval, 5000, 0}, {&PollIgnoresInput, 1, 0},  {&LastScore, 0, 0},
+    {&LastScoreSide, 0, 0},
+};
+int64_t SavedNodeLimit, SavedTableSize;
+
+void SaveAndOverride() {
+    Saved.board = thread_board;
+    std::memcpy(Saved.history, History, sizeof History);
+    Saved.historyCount = HistoryCount;
+    Saved.historyBase  = HistoryBase;
+    for (Override& o : Overrides) {
+        o.saved    = *o.setting;
+        *o.setting = o.value;
+    }
+    SavedNodeLimit = NodeLimit;
+    NodeLimit      = 0;
+    SavedTableSize = TranspositionEntries;
     if (TranspositionEntries != TT_DEFAULT_ENTRIES) SetTranspositionEntries(TT_DEFAULT_ENTRIES);
+}
+
+void Restore() {
+    for (const Override& o : Overrides) *o.setting = o.saved;
+    NodeLimit = SavedNodeLimit;
+    if (TranspositionEntries != SavedTableSize) SetTranspositionEntries(SavedTableSize);
+    thread_board = Saved.board;
+    std::memcpy(History, Saved.history, sizeof History);
+    HistoryCount = Saved.historyCount;
+    HistoryBase  = Saved.historyBase;
+    MoveListTop  = 0;
 }
 
 } // namespace
 
 void BenchCommand(int depth) {
     if (depth < 1) depth = 1;
-    SaveState();
-    NeutralSettings();
-    uint64_t total    = 0;
-    const int64_t t0  = ClockMs();
+    SaveAndOverride();
+    uint64_t total   = 0;
+    const int64_t t0 = ClockMs();
     for (int i = 0; i < BENCH_POSITIONS; i++) {
         SetFen(BenchPositions[i]);
         ResetAll();
         ClearPlyStack();
-        thread_board.SearchAbort = 0;
-        SearchStart              = ClockCs();
+        ClearSearchRequests();
+        SearchStart = ClockCs();
         AnalysisRootSearch(depth, 0);
         total += NodeCount;
         std::printf("%2d/%d %-6s %6d %10llu  %s\n", i + 1, BENCH_POSITIONS, MoveText(MoveList[0].move),
@@ -169,7 +127,7 @@ void BenchCommand(int depth) {
     }
     const int64_t ms = ClockMs() - t0;
     ResetAll();
-    RestoreState();
+    Restore();
     const int nps = ms > 0 ? int(total * 1000 / uint64_t(ms)) : 0;
     std::printf("%llu nodes %d nps\n", (unsigned long long)total, nps);
     std::fflush(stdout);

@@ -22,8 +22,7 @@ void ResetGameMemory() {
 }
 
 void LoadFen(const char* text) {
-    LastScore     = 0;
-    LastScoreSide = 0;
+    ForgetLastScore();
     SetFen(text);
 }
 

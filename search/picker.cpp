@@ -17,6 +17,14 @@ constexpr u64 RANK_7 = 0x00FF000000000000ULL;
 constexpr u64 RANK_1 = 0x00000000000000FFULL;
 constexpr u64 RANK_8 = 0xFF00000000000000ULL;
 
+// Share of the way a history entry moves on a cutoff or a failure, in 1/1024, by depth / 4.
+constexpr int HistoryRate[16] = {15,  57,  119, 155, 181, 200, 217, 230,
+                                 242, 253, 262, 271, 278, 286, 292, 298};
+constexpr int HistoryRateAt(int depth) {
+    const int index = depth / 4;
+    return HistoryRate[index < 0 ? 0 : index > 15 ? 15 : index];
+}
+
 // The moves of a history entry move a share of the way towards this on a cutoff.
 constexpr int HISTORY_CEILING = 32700;
 
@@ -60,6 +68,11 @@ void AddQuietPromotions(bool allFour) {
 // The first man beyond `man` on its line through `king`, as a bit; 0 when the line runs out.
 inline u64 ManBehind(int king, int man) {
     return LineAttacks(man, DirectionTable[king][man]) & ~BetweenMask[king][man] & thread_board.AllPieces;
+}
+
+static void AddSafeQuiet(Move move, int kind) {
+    if (MovedPiece(move) != KING && !SeeNotLosing(move)) return;
+    PushMove(move, QuietScore(move, kind, 1), 1);
 }
 
 inline void AddSafeTargets(int from, int piece, u64 targets, int kind) {
@@ -170,11 +183,6 @@ int NextMoveBatch(int stage, int dropQuiets, int kind, int* memo, int goodCaptur
         GenerateQuiet(kind);
     }
     return MoveListTop > first ? STAGE_QUIET : STAGE_DONE;
-}
-
-void AddSafeQuiet(Move move, int kind) {
-    if (MovedPiece(move) != KING && !SeeNotLosing(move)) return;
-    PushMove(move, QuietScore(move, kind, 1), 1);
 }
 
 // The full generator and a compaction give the same entries in the same order as a generator of

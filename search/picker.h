@@ -23,14 +23,6 @@ constexpr int STAGE_DONE             = 0;
 // MEMO_NO_QUIET_CHECK and MEMO_NO_CAPTURE of search/tt.h.
 constexpr int MEMO_SKIP_CAPTURES = 16; // the full capture generator found nothing here
 
-// Share of the way a history entry moves on a cutoff or a failure, in 1/1024, by depth / 4.
-constexpr int HistoryRate[16] = {15,  57,  119, 155, 181, 200, 217, 230,
-                                 242, 253, 262, 271, 278, 286, 292, 298};
-constexpr int HistoryRateAt(int depth) {
-    const int index = depth / 4;
-    return HistoryRate[index < 0 ? 0 : index > 15 ? 15 : index];
-}
-
 // Appends the next batch behind MoveListTop for the node at Ply. kind is the node's nearAlpha
 // (0 or 1); memo points to the node's generation memo. Returns the stage of the batch, or
 // STAGE_DONE when no stage is left; a non-zero stage always comes with at least one move.
@@ -38,7 +30,6 @@ int NextMoveBatch(int stage, int dropQuiets, int kind, int* memo, int goodCaptur
 
 // GenerateQuiet without the moves that lose material by the exchange test.
 void GenerateSafeQuiet(int kind);
-void AddSafeQuiet(Move move, int kind);
 // Quiet moves that give check (direct or discovered) and lose nothing by the exchange test.
 void GenerateQuietChecks(int kind);
 

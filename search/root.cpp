@@ -23,7 +23,7 @@ int DepthLimit = DEPTH_BY_CLOCK;
 int PastFirstRootMove;
 int BookMoveChosen;
 Move PonderMove;
-int RootGivesCheck[MAX_ROOT_MOVES];
+static int RootGivesCheck[MAX_ROOT_MOVES];
 int RootMoveIndex;
 int RootMoveCount;
 int IterationNumber;
@@ -55,7 +55,8 @@ bool InSearchMoves(Move move) {
 } // namespace
 
 // A game that is drawn by rule is told; the host decides whether it ends there.
-void TellDrawnGame() {
+// Tells a game drawn by material, repetition or the fifty-move rule (the list is still built).
+static void TellDrawnGame() {
     const Position& b = thread_board;
     bool insufficient = false;
     if (b.Material[BLACK] == 0 && b.Material[WHITE] <= 300 && !b.Pieces[PAWN][WHITE]) insufficient = true;
@@ -169,6 +170,10 @@ int PrepareRootMoves() {
     }
     return 0;
 }
+
+static void UpdateLazyBounds(int iteration);
+static void WaitWhilePondering();
+static int MultiPvSearch(int depthLimit);
 
 // ---------------------------------------------------------------------------------------------
 // Iterative deepening at the root.
@@ -439,7 +444,7 @@ int SearchToDepth(int depthLimit, int useBook) {
 
 } // namespace
 
-void UpdateLazyBounds(int iteration) {
+static void UpdateLazyBounds(int iteration) {
     const Position& b = thread_board;
     const int s       = RootScores[0];
     const int m       = b.Material[EngineSide] - b.Material[ChangeSide(EngineSide)];
@@ -479,7 +484,9 @@ int RootSearch() { return SearchToDepth(DEPTH_BY_CLOCK, 1); }
 
 int AnalysisRootSearch(int depthLimit, int useBook) { return SearchToDepth(depthLimit, useBook); }
 
-void WaitWhilePondering() {
+// After the search has ended by itself while the host still ponders: take commands until it is
+// allowed to answer.
+static void WaitWhilePondering() {
     // An endless UCI search that has found all it can still answers only to stop.
     while ((PonderingNow || GoPonder || (UciMode && OwnClock == INFINITE_CLOCK)) && !thread_board.SearchAbort &&
            !InputEnded) {
@@ -489,8 +496,7 @@ void WaitWhilePondering() {
         ReadCommandsDuringSearch(10);
     }
 }
-
-int MultiPvSearch(int depthLimit) {
+static int MultiPvSearch(int depthLimit) {
     Position& b = thread_board;
     SetUpSearch(depthLimit);
     PlyStack[0].Flags = 0;

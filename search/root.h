@@ -5,7 +5,6 @@
 
 constexpr int MAX_ROOT_MOVES = 256;
 extern int RootScores[MAX_ROOT_MOVES];
-extern int RootGivesCheck[MAX_ROOT_MOVES];
 extern int RootMoveIndex;
 extern int RootMoveCount;
 extern int IterationNumber;
@@ -27,17 +26,10 @@ extern int SearchMoveCount;
 // Fills MoveList from 0 with the legal root moves in search order; 1 when the game is over here.
 // Drawn games are told but do not end the list.
 int PrepareRootMoves();
-// Tells a game drawn by material, repetition or the fifty-move rule (the list is still built).
-void TellDrawnGame();
 
 // The search by the clock. 1 when the game is over at the root; the best move is MoveList[0].
 int RootSearch();
 // The search to a depth, without the time rules (no clock, pondering, analysis).
 int AnalysisRootSearch(int depthLimit, int useBook);
-int MultiPvSearch(int depthLimit);
 // One root move from the opponent's view, with the mate limits and the verification search.
 int SearchRootMove(int alpha, int beta, int depth);
-void UpdateLazyBounds(int iteration);
-// After the search has ended by itself while the host still ponders: take commands until it is
-// allowed to answer.
-void WaitWhilePondering();

@@ -18,7 +18,8 @@
 #include "tablebases/tbprobe.h"
 
 int SelDepth;
-int SingularRunning;
+// 1 while a singular probe runs: nodes below it do not become singular candidates.
+static int SingularRunning;
 
 namespace {
 
@@ -237,7 +238,8 @@ int SingularProbe(int score, int depth, Move excluded, int nearAlpha) {
 
 } // namespace
 
-int DrawByRule(int beta) {
+// 1 when the fifty-move rule or a repetition in the game or the tree makes the node a draw.
+static int DrawByRule(int beta) {
     const Position& b = thread_board;
     if (b.FiftyCounter < 3) return 0;
     if (b.FiftyCounter >= 100) return 1;

@@ -24,6 +24,5 @@ void ResetAll() {
     ClearMoveHistoryAndKillers();
     ClearReplyTablesAndCaptureStats();
     ClearEvalCache();
-    LastScore     = 0;
-    LastScoreSide = 0;
+    ForgetLastScore();
 }

@@ -46,7 +46,7 @@ Move ReceivedMove;
 int PonderMissed;
 int NewGameRequested;
 int UndoRequested, ExitAnalysisRequested;
-int PonderGuessing;
+static int PonderGuessing; // a short search to find a move to ponder on
 int GoPonder;
 int InputEnded;
 int PollIgnoresInput;
@@ -90,10 +90,14 @@ void ResetSearchLimits() {
     NodeLimit = 0;
 }
 
+void ForgetLastScore() {
+    LastScore     = 0;
+    LastScoreSide = 0;
+}
+
 void ResetSearchMemory() {
     ClearMoveHistoryAndKillers();
-    LastScore      = 0;
-    LastScoreSide  = 0;
+    ForgetLastScore();
     SearchesPlayed = 0;
 }
 

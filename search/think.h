@@ -40,6 +40,8 @@ extern int ForceMode;     // the engine plays no move of its own
 extern int LastScore;     // score of the last search, from the view of LastScoreSide
 extern int LastScoreSide;
 extern Move LastBestMove; // the last move told with bestmove
+// The next search starts without the score of an earlier one (a new position, `clean`).
+void ForgetLastScore();
 // A new game: no killers, no history, no score of an earlier search.
 void ResetSearchMemory();
 
@@ -57,7 +59,6 @@ extern Move ReceivedMove;    // a move read during a search
 extern int PonderMissed;     // the search on the opponent's time must be given up
 extern int NewGameRequested; // `new` arrived during a search
 extern int UndoRequested, ExitAnalysisRequested;
-extern int PonderGuessing;   // a short search to find a move to ponder on
 extern int GoPonder;         // a UCI `go ponder` search: no answer before ponderhit or stop
 extern int InputEnded;       // standard input has ended; the process ends after this search
 // 1 while a search must not depend on input (bench): the poll reads nothing, so neither a typed

@@ -65,16 +65,16 @@ void SetTranspositionSize(int mb) {
 
 // ---------------------------------------------------------------------------------------------
 // Scores
-
-int ValueToTable(int value, int kind, int ply) {
+// Mate scores of exact entries are kept as distances from the node; bounds are cut at the mate
+// bound instead, so that no bound carries a mate distance.
+static int ValueToTable(int value, int kind, int ply) {
     if (kind == TT_UPPER) return std::max(value, -MATE_BOUND);
     if (kind == TT_LOWER) return std::min(value, MATE_BOUND);
     if (value > MATE_BOUND) return value + ply;
     if (value < -MATE_BOUND) return value - ply;
     return value;
 }
-
-int ValueFromTable(int value, int ply) {
+static int ValueFromTable(int value, int ply) {
     if (value > MATE_BOUND) return value - ply;
     if (value < -MATE_BOUND) return value + ply;
     return value;

@@ -88,11 +88,6 @@ void SetTranspositionSize(int mb);
 // allocation ends the process with code 1.
 void SetTranspositionEntries(int64_t entries);
 
-// Mate scores of exact entries are kept as distances from the node; bounds are cut at the mate
-// bound instead, so that no bound carries a mate distance.
-int ValueToTable(int value, int kind, int ply);
-int ValueFromTable(int value, int ply);
-
 // Full-width node. Returns 0 on a miss (hashMove and cutoff cleared, singular invalid); otherwise
 // the kind of the test that ended the probe, with cutoff 1 and the value in alpha when a bound
 // decided the node. A hit may set mateThreat to 1 and clear allowNull. singular may be null.

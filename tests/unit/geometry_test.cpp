@@ -443,11 +443,7 @@ std::vector<std::pair<void*, size_t>> AllTables() {
 std::string BuildAll(int threads, int fill) {
     for (auto [p, n] : AllTables()) std::memset(p, fill, n);
     omp_set_num_threads(threads);
-    InitializeBitMasks();
-    InitializeBitBoards();
-    InitPieceSquareTables();
-    InitKnightDistance();
-    InitKnightIntercept();
+    InitBoardTables();
     std::string image;
     for (auto [p, n] : AllTables()) image.append(static_cast<const char*>(p), n);
     return image;

@@ -15,8 +15,7 @@ void InitBookBuild(BookBuild& build, int plyLimit, int minOccurrences) {
     build.gamesSkipped = 0;
     build.movesUnread  = 0;
 }
-
-uint64_t BookLookupKey() {
+static uint64_t BookLookupKey() {
     u32 first, second;
     ComputeBookKey(first, second);
     if (thread_board.SideToMove == BLACK) first ^= BOOK_BLACK_TO_MOVE;

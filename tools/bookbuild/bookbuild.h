@@ -27,8 +27,6 @@ struct BookBuild {
 };
 
 void InitBookBuild(BookBuild& build, int plyLimit, int minOccurrences);
-// The book keys of thread_board with the side to move folded in, as the engine looks them up.
-uint64_t BookLookupKey();
 // Plays the game from the initial position up to the ply limit. A move that cannot be read ends
 // the game there, with one line naming it. Returns false for a game that was not used at all.
 bool AddGameToBook(BookBuild& build, const PgnGame& game);
