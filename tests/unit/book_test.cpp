@@ -1,6 +1,7 @@
-// The opening book: the builder's SAN and PGN readers against a SAN writer of the test's own; books
-// written by the builder program against an independent count of the same games and the test's
-// own decoding; the engine's lookup, choice and refusal of broken books.
+// The opening book: the builder's SAN reader against a SAN writer of the test's own; books written
+// by the builder program from PGN (comments, variations, set-up games) against an independent
+// count of the same games and the test's own decoding; the engine's lookup, choice and refusal of
+// broken books.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -13,7 +14,6 @@
 #include "book/book.h"
 #include "frontend/settings.h"
 #include "tests/support/engine_setup.h"
-#include "tools/bookbuild/pgn.h"
 #include "tools/bookbuild/san.h"
 
 namespace {
@@ -87,29 +87,6 @@ TEST_F(BookTest, SanReaderFindsEveryLegalMoveInEveryWriting) {
     Load("4k3/P7/8/8/8/8/8/4K3 w - - 0 1"); // a pawn on the last rank without a piece named is a queen
     EXPECT_EQ(ParseSanMove("a8"), Find("a7a8q"));
     EXPECT_EQ(ParseSanMove("a8=K"), 0u);
-}
-
-TEST_F(BookTest, PgnReaderKeepsTheMainLineOnly) {
-    PgnReader reader{"% a line for tools\n[Event \"one\"]\n[White \"W \\\"q\\\"\"]\n[Result \"1-0\"]\n\n"
-                     "1.e4 e5 2. Nf3 {comment ( [ } Nc6 $1 3.Bb5!? a6 (3... Nf6 4. O-O (4. d3 d6)) "
-                     "4. Ba4 ; to the end of the line 5. xx\n4... Nf6 5. O-O 1-0\n"
-                     "[Event \"two\"]\n[Result \"*\"]\n1. d4 d5 0-1\n\n1. c4 e5\n\n"
-                     "[SetUp \"1\"]\n[FEN \"4k3/8/8/8/8/8/8/4K2R w K - 0 1\"]\n1. O-O Kd7 1/2-1/2\n",
-                     0};
-    PgnGame game;
-    ASSERT_TRUE(ReadPgnGame(reader, game));
-    EXPECT_EQ(game.white, "W \"q\"");
-    EXPECT_EQ(game.result, PGN_WHITE_WON);
-    EXPECT_EQ(game.moves, (std::vector<std::string>{"e4", "e5", "Nf3", "Nc6", "Bb5!?", "a6", "Ba4", "Nf6", "O-O"}));
-    ASSERT_TRUE(ReadPgnGame(reader, game));
-    EXPECT_EQ(game.result, PGN_UNKNOWN); // the tag wins over the closing marker
-    EXPECT_EQ(game.moves, (std::vector<std::string>{"d4", "d5"}));
-    ASSERT_TRUE(ReadPgnGame(reader, game));
-    EXPECT_EQ(game.moves, (std::vector<std::string>{"c4", "e5"}));
-    ASSERT_TRUE(ReadPgnGame(reader, game));
-    EXPECT_TRUE(game.fromSetUp);
-    EXPECT_EQ(game.result, PGN_DRAWN);
-    EXPECT_FALSE(ReadPgnGame(reader, game));
 }
 
 // ------------------------------------------------------------------------------------------------
