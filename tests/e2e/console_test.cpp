@@ -91,6 +91,9 @@ TEST(ConsoleGame, PositionsMovesAndResults) {
     EXPECT_EQ(engine.Exchange("a7a8"), Lines{"Illegal move: a7a8"});
     EXPECT_EQ(engine.Exchange("a7a8N"), Lines{});
     EXPECT_EQ(engine.Exchange("brd")[0], " N . . .*K . . .");
+    engine.Exchange("loadfen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(engine.Exchange("a7a8q"), Lines{});
+    EXPECT_EQ(engine.Exchange("brd")[0], " Q . . .*K . . .");
     // FENs: rights the men do not allow are dropped; a bad one is refused and the position kept.
     engine.Exchange("loadfen r3k3/8/8/8/8/8/8/4K2R b KQkq - 0 1");
     EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 9"});

@@ -180,6 +180,8 @@ TEST_P(Uci, OptionsAndMoveLists) {
     EXPECT_EQ(board[3] + board[5], " . . . .*P . . . . . . . . N . .");
     engine.Exchange("position fen 4k3/8/8/8/8/8/8/4K2R w K - 0 1 moves");
     EXPECT_EQ(engine.Exchange("brd")[7], " . . . . K . . R");
+    engine.Exchange("position fen 4k3/P6P/8/8/8/8/8/4K3 w - - 0 1 moves a7a8q e8e7 h7h8r");
+    EXPECT_EQ(engine.Exchange("brd")[0], " Q . . . . . . R");
 }
 
 // With several lines the expected reply after "ponder" is that of the best line.

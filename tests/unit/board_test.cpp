@@ -323,6 +323,9 @@ TEST_F(BoardTest, ExchangeVerdicts) {
     EXPECT_EQ(see("4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8r"), 0); // an under-promotion never passes
     EXPECT_EQ(see("4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q"), 1);
     EXPECT_EQ(see("1k6/8/8/3p4/4P3/8/8/4K3 b - - 0 1", "d5e4"), 1);
+    // Through the swap: queen for pawn, queen for queen, rook for queen, and a black rook behind.
+    EXPECT_EQ(see("3r2k1/3q4/8/3p4/8/3Q4/8/3R2K1 w - - 0 1", "d3d5"), 0);
+    EXPECT_EQ(see("6k1/3q4/8/3p4/8/3Q4/8/3R2K1 w - - 0 1", "d3d5"), 1);
     EXPECT_EQ(see("1k6/8/8/3q4/4P3/5P2/8/4K3 b - - 0 1", "d5e4"), 0);
 }
 

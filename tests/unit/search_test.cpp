@@ -265,6 +265,25 @@ TEST_F(SearchTest, DrawsScoreZero) {
     EXPECT_GT(NodeCount, 1u);
 }
 
+// A node that fails low leaves an upper bound in the table, one that fails high a lower bound.
+TEST_F(SearchTest, TheTableHoldsTheBoundTheSearchFound) {
+    for (const char* fen : VariedPositions) {
+        Load(fen);
+        const int exact = SearchNode(-MATE, MATE, 16, NODE_PV);
+        if (std::abs(exact) > 2000) continue; // mate scores are cut at the mate bound
+        for (int offset : {-150, 150}) {
+            ResetAll();
+            const int alpha = exact + offset, v = SearchNode(alpha, alpha + 1, 16, offset > 0 ? NODE_ALL : NODE_CUT);
+            int a = v > alpha ? v - 2 : v + 1, cutoff = 0, threat = 0, allowNull = 1;
+            Move move;
+            SingularData singular;
+            const int kind = TranspositionProbe(0, &a, a + 1, &threat, &move, &allowNull, &cutoff, 0, 1, &singular);
+            EXPECT_EQ(kind, v > alpha ? TT_LOWER : TT_UPPER) << fen << " window " << alpha << " score " << v;
+            EXPECT_EQ(cutoff, 1) << fen << " window " << alpha << " score " << v;
+        }
+    }
+}
+
 // The root takes its first move from the table, and its first score only from an exact entry.
 TEST_F(SearchTest, TheRootTakesAScoreFromTheTableOnlyWhenExact) {
     for (int kind : {TT_LOWER, TT_UPPER, TT_EXACT}) {
