@@ -2,8 +2,6 @@
 // by age and depth, clearing and the empty table.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include "frontend/command.h"
 #include "frontend/input.h"
 #include "search/ply.h"
@@ -170,20 +168,6 @@ TEST_F(TranspositionTest, CleanForgetsEverything) {
     EXPECT_EQ(Probe(0, -INF, INF).kind, 0);
     EXPECT_EQ(SearchStamp, 0);
     EXPECT_EQ(HashfullCount, 0);
-}
-
-using TranspositionDeathTest = TranspositionTest;
-TEST_F(TranspositionDeathTest, AFailedAllocationEndsTheProcess) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the address sanitizer refuses huge allocations by aborting";
-#else
-    EXPECT_EXIT(
-        {
-            dup2(2, 1);
-            SetTranspositionEntries(int64_t(1) << 42);
-        },
-        ::testing::ExitedWithCode(1), "An error occured while memory allocation!");
-#endif
 }
 
 } // namespace
