@@ -1,250 +1,176 @@
-// The console as a user or host meets it: start-up print-out, line handling, keyword prefixes,
-// positions and the end of input, over a pipe and over a terminal.
+// The console as a user or host meets it: the start-up print-out and the files behind it, line
+// handling, keyword prefixes, positions, moves, game results and the end of input.
 #include <gtest/gtest.h>
 
-#include "tests/e2e/engine_process.h"
+#include "tests/support/engine_process.h"
+#include "tests/support/values_file.h"
 
 namespace {
 
-const std::vector<std::string> DefaultStartup = {
-    "Velumbrak v1.96 [r2358/29.06.2016]",
-    "Error loading values.txt",
-    "Error opening \"Book.vbk\"!",
-    "Transposition size is 524288 entries (12582912 bytes)",
-    "Pawn hash size is 262144 entries (5767168 bytes)",
-    "Aggressivity = 100 (50)%",
-    "Cowardice = 100 (50)%",
-    "ResignValue = 800",
-    "ResignTimes = 3",
-    "UseEGTB = on",
-    "EGTB path = \"<empty>\"",
-    "UseBookWeights = on",
-    "UseBookLearning = on",
-    "BookLearningMode = KILL",
-    "VarietyOfPlay = 10",
-    "BookLearningBound = 400",
-    "UseLearning = off",
-    "UseLearningData = off",
-    "LogLearningIntoFile = off",
-    "Pondering = on",
-    "",
-};
+const Lines DefaultSettings = {
+    "Transposition size is 524288 entries (12582912 bytes)", "Pawn hash size is 262144 entries (5767168 bytes)",
+    "Aggressivity = 100 (50)%", "Cowardice = 100 (50)%", "ResignValue = 800", "ResignTimes = 3", "UseEGTB = on",
+    "EGTB path = \"<empty>\"", "UseBookWeights = on", "UseBookLearning = on", "BookLearningMode = KILL",
+    "VarietyOfPlay = 10", "BookLearningBound = 400", "UseLearning = off", "UseLearningData = off",
+    "LogLearningIntoFile = off", "Pondering = on", ""};
+const std::string Banner = "Velumbrak v1.96 [r2358/29.06.2016]";
 
-const std::vector<std::string> StartBoard = {
-    "*R*N*B*Q*K*B*N*R", "*P*P*P*P*P*P*P*P", " . . . . . . . .", " . . . . . . . .",
-    " . . . . . . . .", " . . . . . . . .", " P P P P P P P P", " R N B Q K B N R",
-};
+Lines Startup(const Lines& between, const Lines& settings = DefaultSettings) {
+    Lines all = {Banner};
+    all.insert(all.end(), between.begin(), between.end());
+    all.insert(all.end(), settings.begin(), settings.end());
+    return all;
+}
 
 class Console : public ::testing::TestWithParam<bool> {
   protected:
-    void SetUp() override {
-        engine = StartEngine(GetParam());
-        ASSERT_GT(engine.pid, 0);
-        startup = ReadStartup(engine);
-    }
-    void TearDown() override { KillEngine(engine); }
-    EngineProcess engine;
-    std::vector<std::string> startup;
+    void SetUp() override { ASSERT_EQ(engine.Startup(), Startup({"Error loading values.txt", "Error opening \"Book.vbk\"!"})); }
+    EngineProcess engine{GetParam()};
 };
 
-TEST_P(Console, StartupPrintsBannerAndDefaultSettings) { EXPECT_EQ(startup, DefaultStartup); }
-
-TEST_P(Console, BoardOfStartAndLoadedPositions) {
-    EXPECT_EQ(Exchange(engine, "brd"), StartBoard);
-    EXPECT_EQ(Exchange(engine, "loadfen 4k3/8/8/3pP3/8/8/8/R3K2R w KQ d6 0 1"),
-              std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "brd"),
-              (std::vector<std::string>{" . . . .*K . . .", " . . . . . . . .", " . . . . . . . .",
-                                        " . . .*P P . . .", " . . . . . . . .", " . . . . . . . .",
-                                        " . . . . . . . .", " R . . . K . . R"}));
-    EXPECT_EQ(Exchange(engine, "mvd"), std::vector<std::string>{"castling flags = 3"});
-    // Rights that the men do not allow are dropped.
-    Exchange(engine, "loadfen r3k3/8/8/8/8/8/8/4K2R b KQkq - 0 1");
-    EXPECT_EQ(Exchange(engine, "mvd"), std::vector<std::string>{"castling flags = 9"});
+TEST_P(Console, LinesPrefixesAndTheEndOfInput) {
+    // CR LF, several commands in one write, case, and any text behind a keyword.
+    engine.SendRaw("loadfen 4k3/8/8/8/8/8/8/4K2R w K - 0 1\r\nmvd\r\nnew\r\nMVDx\nisready\n");
+    EXPECT_EQ(engine.ReadUntil("readyok"), (Lines{"castling flags = 1", "castling flags = 15", "readyok"}));
+    // "st" alone, "stop" at rest, "ucinewgame" (not "uci"), results and unknown words print nothing.
+    for (const char* quiet : {"st", "stop", "ucinewgame", "result 1-0 {White mates}", "zzz"})
+        EXPECT_EQ(engine.Exchange(quiet), Lines{}) << quiet;
+    engine.Send("is"); // a prefix of isready
+    EXPECT_EQ(engine.ReadUntil("readyok"), Lines{"readyok"});
+    EXPECT_EQ(engine.Exchange("egtb"), (Lines{"UseEGTB = TRUE", "tb_path = <empty>", "EGTB files not found"}));
+    EXPECT_EQ(engine.CloseAndWait(), 0);
 }
 
-TEST_P(Console, MalformedFenIsRefusedAndPositionKept) {
-    Exchange(engine, "loadfen 4k3/8/8/8/8/8/8/4K2R w K - 0 1");
-    for (const char* bad : {"4k3/8/8/8/8/8/8/4K2R", "4k3/8/8/8/8/8/8/4K2R x", "4k3/8/8/8/8/8/4K2R w",
-                            "kk6/8/8/8/8/8/8/4K3 w", "4k3/8/8/8/8/8/8/P3K3 w", "4k3/9/8/8/8/8/8/4K3 w",
-                            "4k2R/8/8/8/8/8/8/4K3 w"}) {
-        EXPECT_EQ(Exchange(engine, std::string("loadfen ") + bad),
-                  std::vector<std::string>{std::string("Illegal FEN: ") + bad});
-    }
-    EXPECT_EQ(Exchange(engine, "loadfen"), std::vector<std::string>{"Illegal FEN: "});
-    EXPECT_EQ(Exchange(engine, "mvd"), std::vector<std::string>{"castling flags = 1"});
+TEST_P(Console, QuitEndsTheProcess) {
+    engine.Send("quit now");
+    EXPECT_EQ(engine.WaitExit(), 0);
 }
-
-TEST_P(Console, CarriageReturnAndSeveralCommandsInOneWrite) {
-    SendRaw(engine, "loadfen 4k3/8/8/8/8/8/8/4K2R w K - 0 1\r\nmvd\r\nnew\r\nmvd\nisready\n");
-    EXPECT_EQ(ReadUntil(engine, "readyok"),
-              (std::vector<std::string>{"castling flags = 1", "castling flags = 15", "readyok"}));
-}
-
-TEST_P(Console, KeywordPrefixesFollowTheChainOrder) {
-    // "st" alone does nothing, "stop" is its own word, "ucinewgame" is not "uci": none prints.
-    EXPECT_EQ(Exchange(engine, "st"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "stop"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "ucinewgame"), std::vector<std::string>{});
-    // Case does not matter, and "MVD" with anything behind it is still mvd.
-    EXPECT_EQ(Exchange(engine, "MVDx"), std::vector<std::string>{"castling flags = 15"});
-    // "is" is a prefix of isready; "egtb" of egtbstat.
-    SendLine(engine, "is");
-    EXPECT_EQ(ReadUntil(engine, "readyok"), std::vector<std::string>{"readyok"});
-    EXPECT_EQ(Exchange(engine, "egtb"),
-              (std::vector<std::string>{"UseEGTB = TRUE", "tb_path = <empty>", "EGTB files not found"}));
-    // Unknown words pass without a word.
-    EXPECT_EQ(Exchange(engine, "result 1-0 {White mates}"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "zzz"), std::vector<std::string>{});
-}
-
-TEST_P(Console, HelpListsTheCommands) {
-    SendLine(engine, "help");
-    if (GetParam()) {
-        // On a terminal the listing waits for Enter after its first page.
-        std::string line;
-        std::string seen;
-        while (ReadLineFrom(engine, line, 3000) && line.find("nopost") == std::string::npos) {}
-        SendLine(engine, "");
-    }
-    SendLine(engine, "isready");
-    std::vector<std::string> lines = ReadUntil(engine, "readyok");
-    ASSERT_FALSE(lines.empty());
-    if (!GetParam()) {
-        EXPECT_EQ(lines[0], "Velumbrak commands:");
-        EXPECT_EQ(lines[1], std::string(78, '-'));
-        EXPECT_EQ(lines[2], "analyze ................... Enters analyze mode");
-        EXPECT_EQ(lines.size(), 2u + 29u + 1u + 1u); // head, items, the empty line after "white", readyok
-    }
-    EXPECT_EQ(lines[lines.size() - 3], "white ..................... Sets white to move and engine side to black");
-    EXPECT_EQ(lines[lines.size() - 2], "");
-}
-
-TEST_P(Console, QuitAndEndOfInputEndTheProcess) {
-    SendLine(engine, "quit now");
-    EXPECT_EQ(WaitExit(engine), 0);
-}
-
-TEST_P(Console, EndOfInputEndsTheProcess) { EXPECT_EQ(CloseAndWait(engine), 0); }
 
 INSTANTIATE_TEST_SUITE_P(PipeAndTerminal, Console, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Terminal" : "Pipe"; });
 
-TEST(ConsolePipe, OverlongLineIsDroppedWithOneLine) {
-    EngineProcess engine = StartEngine(false);
-    ReadStartup(engine);
-    SendRaw(engine, std::string(3 << 20, 'x') + "\nmvd\n");
-    EXPECT_EQ(ReadUntil(engine, "castling flags = 15", 10000),
-              (std::vector<std::string>{"Error (line too long)", "castling flags = 15"}));
-    // A line of almost the limit is still a line.
-    SendRaw(engine, "mvd" + std::string(1000000, ' ') + "\n");
-    EXPECT_EQ(ReadUntil(engine, "castling flags = 15", 10000), std::vector<std::string>{"castling flags = 15"});
-    KillEngine(engine);
-}
-
-TEST(ConsolePipe, BinaryGarbageIsIgnored) {
-    EngineProcess engine = StartEngine(false);
-    ReadStartup(engine);
-    std::string garbage;
-    uint32_t s = 12345;
-    for (int i = 0; i < 200000; i++) {
-        s = s * 1103515245 + 12345;
-        char c = char(s >> 16);
-        // Letters could form commands that start a search or wait for keys; the reader is what
-        // is tested here, with NULs, carriage returns and high bytes.
-        if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) c = '#';
-        garbage += c;
-    }
-    SendRaw(engine, garbage + "\nmvd\n");
-    std::vector<std::string> lines = ReadUntil(engine, "castling flags = 15", 10000);
-    EXPECT_FALSE(lines.empty());
-    KillEngine(engine);
-}
-
-} // namespace
-
-namespace {
-
-class Game : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        engine = StartEngine(false);
-        ReadStartup(engine);
-        Exchange(engine, "force"); // moves are played, not answered
-    }
-    void TearDown() override { KillEngine(engine); }
+TEST(ConsoleInput, OverlongLinesAndBinaryGarbage) {
     EngineProcess engine;
-};
-
-TEST_F(Game, TypedMovesAreCheckedAndPlayed) {
-    EXPECT_EQ(Exchange(engine, "e2e5"), std::vector<std::string>{"Illegal move: e2e5"});
-    EXPECT_EQ(Exchange(engine, "E2E4"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "e7e5"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "brd")[4], " . . . . P . . .");
-    EXPECT_EQ(Exchange(engine, "undo"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "brd")[1], "*P*P*P*P*P*P*P*P");
-    EXPECT_EQ(Exchange(engine, "remove"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "brd")[6], " P P P P P P P P");
-    EXPECT_EQ(Exchange(engine, "remove"), std::vector<std::string>{}); // nothing left to take back
-    // A promotion needs its letter.
-    Exchange(engine, "loadfen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(Exchange(engine, "a7a8"), std::vector<std::string>{"Illegal move: a7a8"});
-    EXPECT_EQ(Exchange(engine, "a7a8N"), std::vector<std::string>{});
-    EXPECT_EQ(Exchange(engine, "brd")[0], " N . . .*K . . .");
+    engine.Startup();
+    engine.SendRaw(std::string(3 << 20, 'x') + "\nmvd\n");
+    EXPECT_EQ(engine.ReadUntil("castling", 10000), (Lines{"Error (line too long)", "castling flags = 15"}));
+    engine.SendRaw("mvd" + std::string(1000000, ' ') + "\n"); // just under the limit: still a line
+    EXPECT_EQ(engine.ReadUntil("castling", 10000), Lines{"castling flags = 15"});
+    std::string garbage;
+    for (uint32_t s = 12345, i = 0; i < 200000; i++) {
+        s = s * 1103515245 + 12345;
+        const char c = char(s >> 16);
+        garbage += std::isalpha(static_cast<unsigned char>(c)) ? '#' : c; // letters could start a search
+    }
+    engine.SendRaw(garbage + "\nmvd\n");
+    EXPECT_FALSE(engine.ReadUntil("castling flags = 15", 10000).empty());
 }
 
-TEST_F(Game, MovesListsLegalMovesAndResults) {
-    std::vector<std::string> lines = Exchange(engine, "moves");
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], "-------------- Legal moves: ----------------");
-    int count = 0;
-    for (size_t at = lines[1].find("; "); at != std::string::npos; at = lines[1].find("; ", at + 1)) count++;
-    EXPECT_EQ(count, 20);
-    EXPECT_NE(lines[1].find("Ng1f3 ("), std::string::npos);
-
-    Exchange(engine, "loadfen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1");
-    EXPECT_EQ(Exchange(engine, "moves"),
-              (std::vector<std::string>{"-------------- Legal moves: ----------------", "1-0 {White mates}", ""}));
-    Exchange(engine, "loadfen 7k/8/6QK/8/8/8/8/8 b - - 0 1");
-    EXPECT_EQ(Exchange(engine, "moves")[1], "1/2-1/2 {Stalemate}");
-    Exchange(engine, "loadfen 7k/8/6NK/8/8/8/8/8 b - - 0 1");
-    EXPECT_EQ(Exchange(engine, "moves")[1], "1/2-1/2 {Draw by insufficient material}");
-    Exchange(engine, "loadfen 7k/8/6K1/8/8/8/8/5NN1 b - - 0 1");
-    EXPECT_EQ(Exchange(engine, "moves")[1].rfind("Kh8", 0), 0u); // two knights: no draw told
-    // The third occurrence of a position is told as a repetition.
-    Exchange(engine, "new");
-    Exchange(engine, "force");
+TEST(ConsoleGame, PositionsMovesAndResults) {
+    EngineProcess engine;
+    engine.Startup();
+    engine.Exchange("force");
+    EXPECT_EQ(engine.Exchange("brd"), (Lines{"*R*N*B*Q*K*B*N*R", "*P*P*P*P*P*P*P*P", " . . . . . . . .", " . . . . . . . .",
+                                            " . . . . . . . .", " . . . . . . . .", " P P P P P P P P", " R N B Q K B N R"}));
+    EXPECT_EQ(engine.Exchange("e2e5"), Lines{"Illegal move: e2e5"});
+    EXPECT_EQ(engine.Exchange("E2E4"), Lines{});
+    EXPECT_EQ(engine.Exchange("e7e5"), Lines{});
+    EXPECT_EQ(engine.Exchange("brd")[4], " . . . . P . . .");
+    engine.Exchange("undo");
+    EXPECT_EQ(engine.Exchange("brd")[1], "*P*P*P*P*P*P*P*P");
+    engine.Exchange("remove");
+    engine.Exchange("remove"); // nothing left to take back
+    EXPECT_EQ(engine.Exchange("brd")[6], " P P P P P P P P");
+    const Lines moves = engine.Exchange("moves");
+    ASSERT_EQ(moves.size(), 2u);
+    EXPECT_EQ(moves[0], "-------------- Legal moves: ----------------");
+    EXPECT_EQ(std::count(moves[1].begin(), moves[1].end(), ';'), 20);
+    EXPECT_EQ(engine.Exchange("perft 4")[0].rfind("total moves = 197281 time = ", 0), 0u);
+    // A promotion needs its letter, and takes any.
+    engine.Exchange("loadfen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(engine.Exchange("a7a8"), Lines{"Illegal move: a7a8"});
+    EXPECT_EQ(engine.Exchange("a7a8N"), Lines{});
+    EXPECT_EQ(engine.Exchange("brd")[0], " N . . .*K . . .");
+    engine.Exchange("loadfen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(engine.Exchange("a7a8q"), Lines{});
+    EXPECT_EQ(engine.Exchange("brd")[0], " Q . . .*K . . .");
+    // FENs: rights the men do not allow are dropped; a bad one is refused and the position kept.
+    engine.Exchange("loadfen r3k3/8/8/8/8/8/8/4K2R b KQkq - 0 1");
+    EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 9"});
+    for (const char* bad : {"4k3/8/8/8/8/8/8/4K2R", "kk6/8/8/8/8/8/8/4K3 w", "4k3/9/8/8/8/8/8/4K3 w", ""})
+        EXPECT_EQ(engine.Exchange(std::string("loadfen ") + bad), Lines{std::string("Illegal FEN: ") + bad});
+    EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 9"});
+    // Game results.
+    const std::vector<std::pair<std::string, std::string>> results = {
+        {"7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "1-0 {White mates}"}, {"7k/8/6QK/8/8/8/8/8 b - - 0 1", "1/2-1/2 {Stalemate}"},
+        {"7k/8/6NK/8/8/8/8/8 b - - 0 1", "1/2-1/2 {Draw by insufficient material}"}};
+    for (const auto& [fen, result] : results) {
+        engine.Exchange("loadfen " + fen);
+        EXPECT_EQ(engine.Exchange("moves")[1], result) << fen;
+    }
+    engine.Exchange("loadfen 7k/8/6K1/8/8/8/8/5NN1 b - - 0 1");
+    EXPECT_EQ(engine.Exchange("moves")[1].rfind("Kh8", 0), 0u); // two knights: no draw told
+    engine.Exchange("new");
+    engine.Exchange("force");
     for (int i = 0; i < 2; i++)
-        for (const char* m : {"g1f3", "g8f6", "f3g1", "f6g8"}) Exchange(engine, m);
-    EXPECT_EQ(Exchange(engine, "moves")[1], "1/2-1/2 {Draw by repetition}");
+        for (const char* m : {"g1f3", "g8f6", "f3g1", "f6g8"}) engine.Exchange(m);
+    EXPECT_EQ(engine.Exchange("moves")[1], "1/2-1/2 {Draw by repetition}");
 }
 
-TEST_F(Game, PerftCountsFromTheCurrentPosition) {
-    std::vector<std::string> lines = Exchange(engine, "perft 4");
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].rfind("total moves = 197281 time = ", 0), 0u);
-    Exchange(engine, "loadfen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
-    EXPECT_EQ(Exchange(engine, "perft 3")[0].rfind("total moves = 97862 ", 0), 0u);
+// Velumbrak.ini changes the settings print-out; values.txt is repaired with "fix" lines and read
+// again by `reload`.
+TEST(StartupFiles, IniFileSettingsAndWarnings) {
+    std::string garbage = "; Aggressivity 5\n\nAggressivity\nHash 64\n[section]\n= = ,,, \"\"\n\x01\x02 Aggressivity 7\n";
+    garbage += std::string(600, 'x') + "\n"; // longer than a line may be: read in pieces
+    for (int c = 1; c < 256; c++)
+        if (c != '\n' && c != ';') garbage += std::string(1, char(c)) + "garbage\n";
+    EngineProcess quiet(false, {{"Velumbrak.ini", garbage}});
+    EXPECT_EQ(quiet.Startup(), Startup({"Error loading values.txt", "Error opening \"Book.vbk\"!"}));
+
+    EngineProcess engine(false, {{"Velumbrak.ini", "; tournament settings\r\nTranspositionSizeMb = 64\r\nPawnHashSize 16\n"
+                                                   "Aggressivity 500\nCowardice 41\nResignValue 600\nResignTimes 4\n"
+                                                   "UseEGTB off\nEGTBPath = \"/tmp/tb dir\"\nUseBookWeights false\n"
+                                                   "UseBookLearning off\nBookLearningMode discover\nVarietyOfPlay 55\n"
+                                                   "BookLearningBound 300\nLearning on\nUseLearningData on\n"
+                                                   "LogLearningIntoFile on\nPondering off\nNoSuchKey 12\nCowardice -7\n"
+                                                   "VarietyOfPlay 101\nPondering maybe\nTranspositionSize 26\n"}});
+    EXPECT_EQ(engine.Startup(),
+              Startup({"Error loading values.txt", "Velumbrak.ini(4) WARNING: Incorrect AGGRESSIVITY setting; set to 300",
+                       "Velumbrak.ini(20) WARNING: Incorrect COWARDICE setting; set to 0",
+                       "Velumbrak.ini(21) WARNING: Incorrect VarietyOfPlay setting; set to 100",
+                       "Velumbrak.ini(22) WARNING: Token unknown \"maybe\"",
+                       "Velumbrak.ini(23) WARNING: Incorrect hash size setting in Velumbrak.ini; set to default",
+                       "Error opening \"Book.vbk\"!"},
+                      {"Transposition size is 524288 entries (12582912 bytes)", "Pawn hash size is 65536 entries (1441792 bytes)",
+                       "Aggressivity = 300 (150)%", "Cowardice = 0 (0)%", "ResignValue = 600", "ResignTimes = 4",
+                       "UseEGTB = off", "EGTB path = \"/tmp/tb dir\"", "UseBookWeights = off", "UseBookLearning = off",
+                       "BookLearningMode = DISCOVER", "VarietyOfPlay = 100", "BookLearningBound = 300", "UseLearning = on",
+                       "UseLearningData = on", "LogLearningIntoFile = on", "Pondering = off", ""}));
+    EXPECT_EQ(engine.Exchange("egtbstat"), (Lines{"UseEGTB = FALSE", "tb_path = /tmp/tb dir", "EGTB files not found"}));
+    EXPECT_EQ(engine.CloseAndWait(), 0);
 }
 
-} // namespace
-
-namespace {
-
-// The position key as the console shows it (bkm's first line) does not see spacing or counters.
-TEST(ConsoleKeys, SpacingAndCountersDoNotChangeTheKey) {
-    EngineProcess engine = StartEngine(false);
-    ReadStartup(engine);
-    auto key = [&](const std::string& fen) {
-        Exchange(engine, "loadfen " + fen);
-        std::vector<std::string> lines = Exchange(engine, "bkm");
-        return lines.empty() ? std::string() : lines[0];
+// A file of zeros with one king-ring entry too high: the development weights (at least 1) and the
+// pawn-ending wins (fixed values) are repaired too, and the number runs on over a reload.
+TEST(StartupFiles, ValuesFileRepairsAndReload) {
+    auto fixes = [](int first) {
+        std::string line = "fix [" + std::to_string(first + 33) + ", 200 to 127]; ";
+        for (int i = 449; i <= 466; i++) line += "fix [" + std::to_string(first + i) + ", 0 to 1]; ";
+        for (int i = 0; i < 6; i++)
+            line += "fix [" + std::to_string(first + 659 + i) + ", 0 to " + std::to_string(800 + 20 * i) + "]; ";
+        return line;
     };
-    const std::string plain = key("r3k2r/pp6/8/8/8/8/PP6/R3K2R w KQkq - 0 1");
-    EXPECT_EQ(plain.rfind("Current nhash1 = ", 0), 0u);
-    EXPECT_EQ(key("  r3k2r/pp6/8/8/8/8/PP6/R3K2R    w  KQkq   -   17   40"), plain);
-    EXPECT_NE(key("r3k2r/pp6/8/8/8/8/PP6/R3K1R1 w KQkq - 0 1"), plain);
-    KillEngine(engine);
+    ValuesFile values;
+    values.Set(46, 0, 200);
+    EngineProcess engine(false, {{"values.txt", values.Text()}});
+    EXPECT_EQ(engine.Startup(), Startup({fixes(0), "Error opening \"Book.vbk\"!"}));
+    EXPECT_EQ(engine.Exchange("reload"), Lines{fixes(1557)});
+    engine.dir.Write("values.txt", values.Text(1000)); // cut short: read as far as it goes
+    EXPECT_EQ(engine.Exchange("reload"), Lines{}); // what was read is in range
+    engine.dir.Remove("values.txt");
+    EXPECT_EQ(engine.Exchange("reload"), Lines{"Error loading values.txt"});
+    EXPECT_EQ(engine.Exchange("brd").size(), 8u);
+    EXPECT_EQ(engine.CloseAndWait(), 0);
 }
 
 } // namespace

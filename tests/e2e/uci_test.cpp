@@ -1,279 +1,219 @@
-// The engine as a UCI host meets it: the handshake, options, positions with their move lists,
-// every kind of go, pondering under the host's control and the end of input.
+// The engine as a UCI host meets it: the handshake, options, positions, every word of `go`,
+// pondering under the host's control, and the end of input.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <regex>
 
-#include "tests/e2e/engine_process.h"
-#include "tests/e2e/search_lines.h"
+#include "tests/support/engine_process.h"
 
 namespace {
 
-const std::vector<std::string> UciLines = {
-    "id name Velumbrak 1.96",
-    "id author Ilvar T. Dromsen",
-    "option name Hash type spin min 0 max 1024 default 10",
-    "option name PawnHash type spin min 0 max 1024 default 7",
-    "option name SyzygyPath type string default <empty>",
-    "option name OpeningsBook type string default Book.vbk",
-    "option name OwnBook type check default true",
-    "option name MultiPV type spin min 1 max 1024 default 1",
-    "option name Aggressivity type spin min 0 max 300 default 100",
-    "option name Defensivity type spin min 0 max 300 default 100",
-    "option name Clear Hash type button",
-    "uciok",
-};
+const Lines UciLines = {"id name Velumbrak 1.96", "id author Ilvar T. Dromsen",
+                        "option name Hash type spin min 0 max 1024 default 10",
+                        "option name PawnHash type spin min 0 max 1024 default 7",
+                        "option name SyzygyPath type string default <empty>",
+                        "option name OpeningsBook type string default Book.vbk",
+                        "option name OwnBook type check default true",
+                        "option name MultiPV type spin min 1 max 1024 default 1",
+                        "option name Aggressivity type spin min 0 max 300 default 100",
+                        "option name Defensivity type spin min 0 max 300 default 100",
+                        "option name Clear Hash type button", "uciok"};
 
 const std::regex InfoForm("info depth (\\d+) seldepth \\d+ score (cp -?\\d+|mate -?\\d+) (upperbound |lowerbound )?"
-                          "nodes \\d+ time \\d+ hashfull (\\d+) nps \\d+ tbhits \\d+"
+                          "nodes (\\d+) time \\d+ hashfull (\\d+) nps \\d+ tbhits \\d+"
                           "( pv( [a-h][1-8][a-h][1-8][qrbn]?)+| currmove \\S+ currmovenumber \\d+)");
 const std::regex ProgressForm("info nps \\d+ nodes \\d+ tbhits \\d+ hashfull \\d+");
 const std::regex BestForm("bestmove ([a-h][1-8][a-h][1-8][qrbn]?|0000)( ponder [a-h][1-8][a-h][1-8][qrbn]?)?");
 
-std::string BestMoveOf(const std::vector<std::string>& lines) {
-    if (lines.empty()) return "";
-    const std::vector<std::string> words = Words(lines.back());
-    return words.size() >= 2 ? words[1] : "";
-}
+std::string Best(const Lines& lines) { return lines.empty() ? "" : Words(lines.back()).at(1); }
 
-// The deepest "info depth" of a search's lines, -1 when there is none.
-int DeepestInfo(const std::vector<std::string>& lines) {
+// The deepest depth of the info lines, and the score and nodes of the last one.
+struct Infos {
     int deepest = -1;
+    std::string score, hashfull;
+    long nodes = 0;
+};
+Infos Read(const Lines& lines) {
+    Infos infos;
     std::smatch m;
     for (const std::string& line : lines)
-        if (std::regex_match(line, m, InfoForm)) deepest = std::max(deepest, std::atoi(m[1].str().c_str()));
-    return deepest;
+        if (std::regex_match(line, m, InfoForm)) {
+            infos.deepest  = std::max(infos.deepest, std::stoi(m[1]));
+            infos.score    = m[2];
+            infos.nodes    = std::stol(m[4]);
+            infos.hashfull = m[5];
+        }
+    return infos;
 }
 
 class Uci : public ::testing::TestWithParam<bool> {
   protected:
     void SetUp() override {
-        engine = StartEngine(GetParam());
-        ASSERT_GT(engine.pid, 0);
-        ASSERT_FALSE(ReadStartup(engine).empty());
-        SendLine(engine, "uci");
-        handshake = ReadUntil(engine, "uciok");
-        ASSERT_FALSE(handshake.empty());
+        ASSERT_FALSE(engine.Startup().empty());
+        engine.Send("uci");
+        ASSERT_EQ(engine.ReadUntil("uciok"), UciLines);
     }
-    void TearDown() override { KillEngine(engine); }
-    std::vector<std::string> Go(const std::string& position, const std::string& go, int timeoutMs = 10000) {
-        if (!position.empty()) SendLine(engine, position);
-        SendLine(engine, go);
-        return ReadUntilPrefix(engine, "bestmove", timeoutMs);
+    Lines Go(const std::string& position, const std::string& go, int timeoutMs = 10000) {
+        if (!position.empty()) engine.Send(position);
+        engine.Send(go);
+        return engine.ReadUntil("bestmove", timeoutMs);
     }
-    EngineProcess engine;
-    std::vector<std::string> handshake;
+    // The time a search takes, in milliseconds.
+    int64_t Timed(const std::string& position, const std::string& go) {
+        const int64_t start = SteadyMs();
+        EXPECT_FALSE(Go(position, go).empty()) << go;
+        return SteadyMs() - start;
+    }
+    EngineProcess engine{GetParam()};
 };
 
-TEST_P(Uci, HandshakeAndIsReady) {
-    EXPECT_EQ(handshake, UciLines);
-    EXPECT_EQ(Exchange(engine, "ucinewgame"), std::vector<std::string>{});
-}
-
-TEST_P(Uci, DepthSearchReportsAndAnswers) {
-    const std::vector<std::string> lines = Go("position startpos moves e2e4 e7e5", "go depth 5");
+TEST_P(Uci, DepthNodesAndSearchMoves) {
+    const Lines lines = Go("position startpos moves e2e4 e7e5", "go depth 5");
     ASSERT_FALSE(lines.empty());
     EXPECT_TRUE(std::regex_match(lines.back(), BestForm)) << lines.back();
-    EXPECT_EQ(DeepestInfo(lines), 5);
-    // Every line is a report of one of the two kinds; the last report names the move first.
+    EXPECT_EQ(Read(lines).deepest, 5);
     std::string lastPv;
     for (size_t i = 0; i + 1 < lines.size(); i++) {
         EXPECT_TRUE(std::regex_match(lines[i], InfoForm) || std::regex_match(lines[i], ProgressForm)) << lines[i];
-        const size_t pv = lines[i].find(" pv ");
-        if (pv != std::string::npos) lastPv = Words(lines[i].substr(pv + 4))[0];
+        if (lines[i].find(" pv ") != std::string::npos) lastPv = Words(lines[i].substr(lines[i].find(" pv ") + 4))[0];
     }
-    EXPECT_EQ(lastPv, BestMoveOf(lines));
+    EXPECT_EQ(lastPv, Best(lines));
+    for (int limit : {3000, 60000}) {
+        const Infos infos = Read(Go("position startpos", "go nodes " + std::to_string(limit)));
+        EXPECT_GE(infos.nodes, limit);
+        EXPECT_LT(infos.nodes, 2 * limit);
+    }
+    const std::string best = Best(Go("position startpos", "go depth 5 searchmoves a2a3 h2h3 xyz"));
+    EXPECT_TRUE(best == "a2a3" || best == "h2h3") << best;
+    EXPECT_EQ(Best(Go("position startpos", "go depth 4 searchmoves g1h3")), "g1h3");
+    // A depth alone after a timed go has no clock.
+    Go("position startpos", "go wtime 50 btime 50");
+    EXPECT_EQ(Read(Go("position startpos", "go depth 7")).deepest, 7);
 }
 
-TEST_P(Uci, MoveTimeSearchTakesAboutTheTime) {
-    const int64_t start                  = SteadyMs();
-    const std::vector<std::string> lines = Go("position startpos", "go movetime 500");
-    const int64_t took                   = SteadyMs() - start;
-    ASSERT_FALSE(lines.empty());
+// Each side's clock, increment and the moves to go are read for the side to move only.
+TEST_P(Uci, ClocksBelongToTheSideToMove) {
+    EXPECT_LT(Timed("position startpos moves e2e4", "go wtime 600000 btime 3000"), 500);
+    EXPECT_LT(Timed("position startpos", "go wtime 3000 btime 600000"), 500);
+    EXPECT_GT(Timed("position startpos moves e2e4", "go wtime 3000 btime 3000 winc 0 binc 2000"), 500);
+    EXPECT_LT(Timed("position startpos moves e2e4", "go wtime 3000 btime 3000 winc 2000 binc 0"), 500);
+    EXPECT_GT(Timed("position startpos", "go wtime 3000 btime 3000 movestogo 1"), 500);
+    const int64_t took = Timed("position startpos", "go movetime 500");
     EXPECT_GE(took, 280);
     EXPECT_LE(took, 1000);
 }
 
-TEST_P(Uci, InfiniteWaitsForStopAlsoAfterAMateIsFound) {
-    SendLine(engine, "position startpos");
-    SendLine(engine, "go infinite");
-    EXPECT_EQ(CountPrefix(LinesWithin(engine, 700), "bestmove"), 0);
-    int64_t start = SteadyMs();
-    SendLine(engine, "stop");
-    EXPECT_FALSE(ReadUntilPrefix(engine, "bestmove", 2000).empty());
-    EXPECT_LT(SteadyMs() - start, 1000);
-
-    // A mate in one ends the search by itself; the answer still waits.
-    SendLine(engine, "position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
-    SendLine(engine, "go infinite");
-    std::vector<std::string> lines = LinesWithin(engine, 700);
-    EXPECT_EQ(CountPrefix(lines, "bestmove"), 0);
-    EXPECT_EQ(Exchange(engine, "").size(), 0u); // isready is answered while waiting
-    SendLine(engine, "stop");
-    lines = ReadUntilPrefix(engine, "bestmove", 2000);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(BestMoveOf(lines), "a1a8");
-    // A later go with arguments is not endless.
-    lines = Go("position startpos", "go depth 3");
-    EXPECT_FALSE(lines.empty());
-}
-
-TEST_P(Uci, PonderHoldsTheAnswerUntilPonderhitOrStop) {
-    SendLine(engine, "position startpos moves e2e4");
-    SendLine(engine, "go ponder wtime 3000 btime 3000");
-    EXPECT_EQ(CountPrefix(LinesWithin(engine, 800), "bestmove"), 0);
-    // After the hit the clock applies, and the time already spent counts.
-    int64_t start = SteadyMs();
-    SendLine(engine, "ponderhit");
-    std::vector<std::string> lines = ReadUntilPrefix(engine, "bestmove", 3000);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_LT(SteadyMs() - start, 1000);
-    EXPECT_TRUE(std::regex_match(lines.back(), BestForm)) << lines.back();
-
-    SendLine(engine, "position startpos moves e2e4");
-    SendLine(engine, "go ponder wtime 3000 btime 3000");
-    EXPECT_EQ(CountPrefix(LinesWithin(engine, 500), "bestmove"), 0);
-    start = SteadyMs();
-    SendLine(engine, "stop");
-    lines = ReadUntilPrefix(engine, "bestmove", 2000);
-    EXPECT_FALSE(lines.empty());
-    EXPECT_LT(SteadyMs() - start, 1000);
-}
-
-TEST_P(Uci, PonderWithAMateFoundAtOnce) {
-    SendLine(engine, "position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
-    SendLine(engine, "go ponder wtime 10000 btime 10000");
-    EXPECT_EQ(CountPrefix(LinesWithin(engine, 700), "bestmove"), 0);
-    SendLine(engine, "ponderhit");
-    const std::vector<std::string> lines = ReadUntilPrefix(engine, "bestmove", 2000);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(BestMoveOf(lines), "a1a8");
-    // The move is made on the engine's board: Black is mated there.
-    EXPECT_EQ(Go("", "go depth 3").back(), "bestmove 0000");
-}
-
-TEST_P(Uci, NoLegalMoveAnswersNullMove) {
+TEST_P(Uci, MateScoresAndMateSearches) {
+    Lines lines = Go("position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", "go depth 4");
+    EXPECT_EQ(Best(lines), "a1a8");
+    EXPECT_EQ(Read(lines).score, "mate 1");
+    EXPECT_EQ(Read(Go("position fen 7k/p7/6K1/8/8/8/8/1R6 b - - 0 1", "go depth 4")).score, "mate -1");
+    const std::string mateIn3 = "position fen r1b1kb1r/pppp1ppp/5q2/4n3/3KP3/2N3PN/PPP4P/R1BQ1B1R b kq - 0 1";
+    lines = Go(mateIn3, "go depth 8 mate 3");
+    EXPECT_EQ(Best(lines), "f8c5");
+    EXPECT_EQ(Read(lines).score, "mate 3");
+    EXPECT_EQ(Read(Go(mateIn3, "go depth 6 mate 2")).score, "cp 0"); // only a mate of its own length counts
+    // No legal move: the null move.
     EXPECT_EQ(Go("position fen R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1", "go depth 3").back(), "bestmove 0000");
-    EXPECT_EQ(Go("position fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "go wtime 1000 btime 1000").back(),
-              "bestmove 0000");
+    EXPECT_EQ(Go("position fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "go wtime 1000 btime 1000").back(), "bestmove 0000");
 }
 
-TEST_P(Uci, HashOfSizeZeroStillSearches) {
-    SendLine(engine, "setoption name Hash value 0");
-    std::vector<std::string> lines = Go("position startpos", "go depth 5");
+TEST_P(Uci, InfiniteAndPonderWaitForTheHost) {
+    engine.Send("position startpos");
+    engine.Send("go infinite");
+    EXPECT_EQ(CountPrefix(engine.LinesWithin(500), "bestmove"), 0);
+    engine.Send("isready"); // answered while searching
+    const Lines ready = engine.ReadUntil("readyok", 2000, true);
+    EXPECT_FALSE(ready.empty());
+    EXPECT_EQ(CountPrefix(ready, "bestmove"), 0);
+    int64_t start = SteadyMs();
+    engine.Send("stop");
+    EXPECT_FALSE(engine.ReadUntil("bestmove", 2000).empty());
+    EXPECT_LT(SteadyMs() - start, 1500);
+    engine.Send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1"); // a mate ends the search, not the wait
+    engine.Send("go infinite");
+    EXPECT_EQ(CountPrefix(engine.LinesWithin(500), "bestmove"), 0);
+    engine.Send("stop");
+    EXPECT_EQ(Best(engine.ReadUntil("bestmove", 2000)), "a1a8");
+
+    engine.Send("position startpos moves e2e4");
+    engine.Send("go ponder wtime 3000 btime 3000");
+    EXPECT_EQ(CountPrefix(engine.LinesWithin(800), "bestmove"), 0);
+    start = SteadyMs();
+    engine.Send("ponderhit"); // the clock applies now, and the time spent counts
+    Lines lines = engine.ReadUntil("bestmove", 3000);
     ASSERT_FALSE(lines.empty());
+    EXPECT_LT(SteadyMs() - start, 1500);
     EXPECT_TRUE(std::regex_match(lines.back(), BestForm)) << lines.back();
-    std::smatch m;
-    for (const std::string& line : lines) {
-        if (std::regex_match(line, m, InfoForm)) {
-            EXPECT_EQ(m[4].str(), "0") << line;
-        }
-    }
-    SendLine(engine, "setoption name Clear Hash");
-    SendLine(engine, "setoption name Hash value 4");
-    lines = Go("position startpos", "go depth 5");
-    EXPECT_EQ(DeepestInfo(lines), 5);
+    engine.Send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    engine.Send("go ponder wtime 10000 btime 10000");
+    EXPECT_EQ(CountPrefix(engine.LinesWithin(500), "bestmove"), 0);
+    engine.Send("ponderhit");
+    EXPECT_EQ(Best(engine.ReadUntil("bestmove", 2000)), "a1a8");
+    EXPECT_EQ(Go("", "go depth 3").back(), "bestmove 0000"); // the move was made: Black is mated
+    // A stop at rest repeats the last answer until a new position.
+    const std::string best = Best(Go("position startpos", "go depth 3"));
+    EXPECT_EQ(engine.Exchange("stop"), Lines{"bestmove " + best});
+    engine.Exchange("position startpos");
+    EXPECT_TRUE(engine.Exchange("stop").empty());
 }
 
-TEST_P(Uci, OptionWithoutValueIsDropped) {
-    SendLine(engine, "setoption name Aggressivity");
-    SendLine(engine, "setoption name Defensivity 50");
-    SendLine(engine, "setoption name MultiPV 3");
-    SendLine(engine, "uci");
-    EXPECT_EQ(ReadUntil(engine, "uciok"), UciLines);
-    std::vector<std::string> lines = Go("position startpos", "go movetime 300");
-    EXPECT_EQ(CountPrefix(lines, "info multipv"), 0);
-
-    SendLine(engine, "setoption name Aggressivity value 150");
-    SendLine(engine, "uci");
-    lines = ReadUntil(engine, "uciok");
+TEST_P(Uci, OptionsAndMoveLists) {
+    engine.Send("setoption name Hash value 0");
+    Lines lines = Go("position startpos", "go depth 5");
+    EXPECT_EQ(Read(lines).hashfull, "0");
+    EXPECT_EQ(Read(lines).deepest, 5);
+    engine.Send("setoption name Clear Hash");
+    engine.Send("setoption name Hash value 4");
+    engine.Send("setoption name Aggressivity"); // without a value: dropped
+    engine.Send("setoption name MultiPV 3");
+    engine.Send("uci");
+    EXPECT_EQ(engine.ReadUntil("uciok"), UciLines);
+    engine.Send("setoption name Aggressivity value 150");
+    engine.Send("setoption name MultiPV value 2");
+    engine.Send("uci");
+    lines = engine.ReadUntil("uciok");
     ASSERT_EQ(lines.size(), UciLines.size());
     EXPECT_EQ(lines[8], "option name Aggressivity type spin min 0 max 300 default 150");
-    // With two lines asked for, the reports name both.
-    SendLine(engine, "setoption name MultiPV value 2");
-    lines = Go("position startpos", "go movetime 600");
-    ASSERT_FALSE(lines.empty());
-    EXPECT_GT(CountPrefix(lines, "info multipv 2 "), 0);
-}
-
-TEST_P(Uci, IllegalTokenInTheMoveListIsSkipped) {
-    // The second e2e4 is not Black's move; e7e5 and g1f3 are still played, upper case too.
-    Exchange(engine, "position startpos moves e2e4 e2e4 E7E5 x9 g1f3");
-    const std::vector<std::string> board = Exchange(engine, "brd");
+    EXPECT_GT(CountPrefix(Go("position startpos", "go movetime 600"), "info multipv 2 "), 0);
+    // An illegal word in the move list is skipped; upper case is read.
+    engine.Exchange("position startpos moves e2e4 e2e4 E7E5 x9 g1f3");
+    const Lines board = engine.Exchange("brd");
     ASSERT_EQ(board.size(), 8u);
-    EXPECT_EQ(board[3], " . . . .*P . . .");
-    EXPECT_EQ(board[4], " . . . . P . . .");
-    EXPECT_EQ(board[5], " . . . . . N . .");
-    // Black to move: the answer is a black move.
-    const std::string best = BestMoveOf(Go("", "go depth 3"));
-    ASSERT_EQ(best.size(), 4u);
-    EXPECT_TRUE(best[1] == '7' || best[1] == '8' || best[1] == '5') << best;
-    // A list that ends with the word moves leaves the position.
-    Exchange(engine, "position fen 4k3/8/8/8/8/8/8/4K2R w K - 0 1 moves");
-    EXPECT_EQ(Exchange(engine, "brd")[7], " . . . . K . . R");
+    EXPECT_EQ(board[3] + board[5], " . . . .*P . . . . . . . . N . .");
+    engine.Exchange("position fen 4k3/8/8/8/8/8/8/4K2R w K - 0 1 moves");
+    EXPECT_EQ(engine.Exchange("brd")[7], " . . . . K . . R");
+    engine.Exchange("position fen 4k3/P6P/8/8/8/8/8/4K3 w - - 0 1 moves a7a8q e8e7 h7h8r");
+    EXPECT_EQ(engine.Exchange("brd")[0], " Q . . . . . . R");
 }
 
-TEST_P(Uci, DepthAloneAfterATimedGoHasNoClock) {
-    // A timed go with a tiny clock, then a depth alone: that search is bounded by depth only.
-    std::vector<std::string> lines = Go("position startpos", "go wtime 50 btime 50");
-    ASSERT_FALSE(lines.empty());
-    lines = Go("position startpos", "go depth 3");
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(DeepestInfo(lines), 3);
-    lines = Go("position startpos", "go depth 7");
-    EXPECT_EQ(DeepestInfo(lines), 7);
+// With several lines the expected reply after "ponder" is that of the best line.
+TEST_P(Uci, ThePonderMoveAnswersTheBestLine) {
+    engine.Send("setoption name MultiPV value 3");
+    const Lines lines = Go("position startpos", "go depth 10", 30000);
+    std::string last;
+    for (const std::string& line : lines)
+        if (StartsWith(line, "info multipv 1 ")) last = line;
+    ASSERT_NE(last.find(" pv "), std::string::npos);
+    const std::vector<std::string> pv = Words(last.substr(last.find(" pv ") + 4));
+    ASSERT_GE(pv.size(), 2u);
+    EXPECT_EQ(lines.back(), "bestmove " + pv[0] + " ponder " + pv[1]);
 }
 
-TEST_P(Uci, NodeLimitIsKeptClosely) {
-    for (int limit : {3000, 60000}) {
-        const std::vector<std::string> lines = Go("position startpos", "go nodes " + std::to_string(limit));
-        ASSERT_GE(lines.size(), 2u);
-        const std::vector<std::string> words = Words(lines[lines.size() - 2]);
-        const auto at = std::find(words.begin(), words.end(), "nodes");
-        ASSERT_NE(at, words.end());
-        const long nodes = std::atol((at + 1)->c_str());
-        EXPECT_GE(nodes, limit);
-        EXPECT_LT(nodes, 2 * limit) << lines[lines.size() - 2];
-    }
-}
-
-TEST_P(Uci, SearchMovesRestrictTheRoot) {
-    std::vector<std::string> lines = Go("position startpos", "go depth 5 searchmoves a2a3 h2h3 xyz");
-    ASSERT_FALSE(lines.empty());
-    const std::string best = BestMoveOf(lines);
-    EXPECT_TRUE(best == "a2a3" || best == "h2h3") << best;
-    lines = Go("position startpos", "go depth 4 searchmoves g1h3");
-    EXPECT_EQ(BestMoveOf(lines), "g1h3");
-}
-
-TEST_P(Uci, StopAtRestRepeatsTheLastAnswer) {
-    const std::string best = BestMoveOf(Go("position startpos", "go depth 3"));
-    ASSERT_FALSE(best.empty());
-    EXPECT_EQ(Exchange(engine, "stop"), std::vector<std::string>{"bestmove " + best});
-    Exchange(engine, "position startpos");
-    EXPECT_TRUE(Exchange(engine, "stop").empty());
-}
-
-TEST_P(Uci, IsReadyDuringTheSearchAndQuit) {
-    SendLine(engine, "position startpos");
-    SendLine(engine, "go infinite");
-    LinesWithin(engine, 200);
-    SendLine(engine, "isready");
-    const std::vector<std::string> lines = ReadUntil(engine, "readyok", 2000);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(CountPrefix(lines, "bestmove"), 0);
-    SendLine(engine, "quit");
-    EXPECT_EQ(WaitExit(engine, 3000), 0);
+TEST_P(Uci, QuitAndTheEndOfInputDuringASearch) {
+    engine.Send("position startpos");
+    engine.Send("go infinite");
+    engine.LinesWithin(200);
+    engine.Send("quit");
+    EXPECT_EQ(engine.WaitExit(3000), 0);
     EXPECT_EQ(engine.pending.find("bestmove"), std::string::npos) << engine.pending;
 }
 
-TEST_P(Uci, EndOfInputDuringPonderAnswersAndExits) {
-    SendLine(engine, "position startpos");
-    SendLine(engine, "go ponder wtime 100000 btime 100000");
-    LinesWithin(engine, 300);
-    EXPECT_EQ(CloseAndWait(engine, 3000), 0);
+TEST_P(Uci, TheEndOfInputDuringPonderAnswersAndExits) {
+    engine.Send("position startpos");
+    engine.Send("go ponder wtime 100000 btime 100000");
+    engine.LinesWithin(300);
+    EXPECT_EQ(engine.CloseAndWait(3000), 0);
     EXPECT_NE(engine.pending.find("bestmove"), std::string::npos) << engine.pending;
 }
 

@@ -1,481 +1,400 @@
-// The opening book as the engine reads it: keys, the binary search in the file, the choice among
-// the moves, the listing, and books that must be refused without harm.
+// The opening book: the builder's SAN reader against a SAN writer of the test's own; books written
+// by the builder program from PGN (comments, variations, set-up games) against an independent
+// count of the same games and the test's own decoding; the engine's lookup, choice and refusal of
+// broken books.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <map>
 #include <set>
-#include <string>
-#include <vector>
+#include <tuple>
+#include <sys/wait.h>
 
-#include "board/movegen.h"
+#include "board/makemove.h"
 #include "book/book.h"
-#include "book/learn.h"
-#include "eval/evaluate.h"
-#include "frontend/game.h"
 #include "frontend/settings.h"
-#include "search/tables.h"
-#include "search/think.h"
-#include "search/tt.h"
-#include "tablebases/tbprobe.h"
-#include "tests/unit/test_main_setup.h"
+#include "tests/support/engine_setup.h"
+#include "tools/bookbuild/san.h"
 
 namespace {
 
-// A position and its move entries as the test writes them: from, to, and either the two counters
-// (version 1) or the flag (version 0).
-struct HandEntry {
-    std::string square; // "e2e4"
-    int a;
-    int b;
-};
-struct HandPosition {
-    std::string fen;
-    std::vector<HandEntry> moves;
-};
+std::string SquareName(int sq) { return {char('a' + (sq & 7)), char('1' + (sq >> 3))}; }
 
-int SquareOf(const std::string& text, int at) { return (text[at] - 'a') + (text[at + 1] - '1') * 8; }
-
-void Put32(std::vector<uint8_t>& bytes, uint32_t value) {
-    bytes.push_back(uint8_t(value));
-    bytes.push_back(uint8_t(value >> 8));
-    bytes.push_back(uint8_t(value >> 16));
-    bytes.push_back(uint8_t(value >> 24));
-}
-
-void SetPosition(const std::string& fen) {
-    testing::internal::CaptureStdout();
-    const bool ok        = SetFen(fen.c_str());
-    const std::string out = testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(ok) << fen << out;
-}
-
-// The keys under which the engine looks the current position up.
-std::pair<uint32_t, uint32_t> LookupKeys() {
-    u32 first, second;
-    ComputeBookKey(first, second);
-    if (thread_board.SideToMove == BLACK) first ^= 131313131u;
-    return {first, second};
-}
-
-// The test's own writer of the file layout; signedOrder false sorts the index as unsigned numbers.
-std::vector<uint8_t> MakeBook(const std::vector<HandPosition>& positions, int version, bool signedOrder = true) {
-    struct Record {
-        uint32_t first, second;
-        const HandPosition* position;
-    };
-    std::vector<Record> records;
-    for (const HandPosition& p : positions) {
-        SetPosition(p.fen);
-        auto [first, second] = LookupKeys();
-        records.push_back({first, second, &p});
+// Standard algebraic notation written from the move and the other legal moves, without check marks.
+std::string SanOf(Move move, const std::vector<Move>& legal) {
+    const int piece = MovedPiece(move), from = MoveFrom(move), to = MoveTo(move);
+    if (piece == KING && (to - from == 2 || from - to == 2)) return to > from ? "O-O" : "O-O-O";
+    const bool capture = CapturedPiece(move) || IsEnPassantMove(move);
+    std::string san;
+    if (piece == PAWN && capture) san += char('a' + (from & 7));
+    if (piece != PAWN) {
+        san += " KNP RBQ"[piece];
+        bool rival = false, sameFile = false, sameRank = false;
+        for (Move other : legal)
+            if (other != move && MovedPiece(other) == piece && MoveTo(other) == to) {
+                rival = true;
+                sameFile |= (MoveFrom(other) & 7) == (from & 7);
+                sameRank |= (MoveFrom(other) >> 3) == (from >> 3);
+            }
+        if (rival && (!sameFile || sameRank)) san += char('a' + (from & 7));
+        if (rival && sameFile) san += char('1' + (from >> 3));
     }
-    std::sort(records.begin(), records.end(), [&](const Record& x, const Record& y) {
-        if (signedOrder)
-            return std::make_pair(int32_t(x.first), int32_t(x.second)) < std::make_pair(int32_t(y.first), int32_t(y.second));
-        return std::make_pair(x.first, x.second) < std::make_pair(y.first, y.second);
-    });
-    std::vector<uint8_t> bytes;
-    const std::string magic = "~Velumbrak openings book";
-    bytes.insert(bytes.end(), magic.begin(), magic.end());
-    Put32(bytes, uint32_t(version));
-    Put32(bytes, 0xDEADBEEF); // not used, so anything
-    Put32(bytes, uint32_t(records.size()));
-    uint32_t offset = uint32_t(36 + 12 * records.size());
-    std::vector<uint8_t> blocks;
-    for (const Record& r : records) {
-        Put32(bytes, r.first);
-        Put32(bytes, r.second);
-        Put32(bytes, offset + uint32_t(blocks.size()));
-        blocks.push_back(uint8_t(r.position->moves.size()));
-        for (const HandEntry& m : r.position->moves) {
-            blocks.push_back(uint8_t(SquareOf(m.square, 0)));
-            blocks.push_back(uint8_t(SquareOf(m.square, 2)));
-            blocks.push_back(uint8_t(m.a));
-            if (version == 1) blocks.push_back(uint8_t(m.b));
+    san += (capture ? "x" : "") + SquareName(to);
+    if (PromotionPiece(move)) san += std::string("=") + " KNP RBQ"[PromotionPiece(move)];
+    return san;
+}
+
+class BookTest : public ::testing::Test {
+  protected:
+    void SetUp() override { FreshEngine(); }
+    void TearDown() override { CloseBook(); }
+    ScratchDir dir;
+};
+
+TEST_F(BookTest, SanReaderFindsEveryLegalMoveInEveryWriting) {
+    std::vector<std::string> fens = {"4k3/8/8/R7/8/8/8/R3K3 w - - 0 1", "8/k7/8/8/7Q/8/2K5/4Q2Q w - - 0 1",
+                                     "4q2q/2k5/8/7q/8/8/K7/8 b - - 0 1", "4k3/8/8/1N6/8/1N6/8/4K3 w - - 0 1"};
+    for (const char* file : {"perftsuite.epd", "tricky.epd"})
+        for (const PerftCase& c : ReadPerft(file)) fens.push_back(c.fen);
+    int read = 0;
+    for (const std::string& fen : fens) {
+        Load(fen);
+        const std::vector<Move> legal = SlowLegalMoves();
+        for (Move move : legal) {
+            const std::string san = SanOf(move, legal);
+            std::vector<std::string> writings = {san, san + "+", san + "#", san + "!?", san + "??"};
+            if (san[0] == 'O') {
+                writings.push_back(san == "O-O" ? "0-0" : "0-0-0");
+            } else {
+                // Long algebraic with and without a hyphen, and without the capture mark or the '='.
+                const std::string letter = MovedPiece(move) == PAWN ? "" : san.substr(0, 1);
+                const std::string promo  = PromotionPiece(move) ? san.substr(san.size() - 2) : "";
+                writings.push_back(letter + SquareName(MoveFrom(move)) + SquareName(MoveTo(move)) + promo);
+                writings.push_back(letter + SquareName(MoveFrom(move)) + "-" + SquareName(MoveTo(move)) + promo);
+                if (san.find('x') != std::string::npos) writings.push_back(san.substr(0, san.find('x')) + san.substr(san.find('x') + 1));
+                if (PromotionPiece(move)) writings.push_back(san.substr(0, san.size() - 2) + san.back());
+            }
+            for (const std::string& text : writings) {
+                ASSERT_EQ(ParseSanMove(text.c_str()), move) << fen << " " << text;
+                read++;
+            }
         }
     }
-    bytes.insert(bytes.end(), blocks.begin(), blocks.end());
-    return bytes;
+    EXPECT_GT(read, 10000);
+    Load("r3k2r/8/8/8/8/2N1N3/8/R3K2R w KQkq - 0 1"); // what names no single legal move
+    for (const char* text : {"Nd5", "", "+", "Zf3", "e9", "Ke3x", "Qd1", "e4=Q", "O-O-O-O", "N3", "a1b1c1", "Red5"})
+        EXPECT_EQ(ParseSanMove(text), 0u) << text;
+    Load("4k3/P7/8/8/8/8/8/4K3 w - - 0 1"); // a pawn on the last rank without a piece named is a queen
+    EXPECT_EQ(ParseSanMove("a8"), Find("a7a8q"));
+    EXPECT_EQ(ParseSanMove("a8=K"), 0u);
 }
 
-std::string TempDirName;
+// ------------------------------------------------------------------------------------------------
+// Books of the builder program against the test's own count and decoding.
 
-void RemoveTempDir() { std::filesystem::remove_all(TempDirName); }
-
-std::string TempDir() {
-    std::string& dir = TempDirName;
-    if (dir.empty()) {
-        char templ[] = "/tmp/velumbrak-book-unit-XXXXXX";
-        dir          = mkdtemp(templ);
-        std::atexit(RemoveTempDir);
-    }
-    return dir;
+int RunBuilder(const std::string& arguments, std::string& out, const ScratchDir& dir) {
+    const int status = std::system(("'" BOOKBUILD_PATH "' " + arguments + " > '" + dir.File("log") + "' 2>&1").c_str());
+    out              = dir.Read("log");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-std::string WriteFile(const std::string& name, const std::vector<uint8_t>& bytes) {
-    const std::string path = TempDir() + "/" + name;
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-    return path;
-}
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
-
-std::string Open(const std::string& path) {
-    testing::internal::CaptureStdout();
-    OpenBook(path.c_str());
-    return testing::internal::GetCapturedStdout();
-}
-
-std::string Listing() {
-    testing::internal::CaptureStdout();
-    PrintBookMoves();
-    return testing::internal::GetCapturedStdout();
-}
-
-std::string HashLine() {
-    char line[80];
-    std::snprintf(line, sizeof line, "Current nhash1 = %d, nhash2 = %d\n", int(uint32_t(thread_board.HashKey)),
-                  int(uint32_t(thread_board.HashKey >> 16)));
-    return line;
-}
-
-// The generator of the book choice, written out again from its definition.
-struct ReferenceRandom {
-    uint32_t state;
-    int Next() {
-        state = state * 214013u + 2531011u;
-        return int((state >> 16) & 0x7FFF);
-    }
+struct Counted {
+    int occurrences = 0;
+    std::string fen;
+    std::map<std::pair<int, int>, std::array<int, 3>> moves; // played, score for, score against
 };
+using Count = std::map<std::pair<u32, u32>, Counted>;
 
-Move Coordinate(const std::string& text) {
-    const int from = SquareOf(text, 0), to = SquareOf(text, 2);
-    return MakeMoveWord(from, to, thread_board.Board[from], thread_board.Board[to]);
+std::pair<u32, u32> LookupKeys() {
+    u32 first, second;
+    ComputeBookKey(first, second);
+    return {thread_board.SideToMove == BLACK ? first ^ BOOK_BLACK_TO_MOVE : first, second};
+}
+
+// Tag lines open a game; comments, variations, NAGs, move numbers and results are cut out; the
+// moves are matched against the SAN writer.
+void CountGames(const std::string& text, int plies, Count& count) {
+    std::string clean;
+    for (size_t i = 0, depth = 0; i < text.size(); i++) {
+        if (text[i] == '{') i = text.find('}', i);
+        else if (text[i] == ';' || (text[i] == '%' && (i == 0 || text[i - 1] == '\n'))) i = text.find('\n', i) - 1;
+        else if (text[i] == '(') depth++;
+        else if (text[i] == ')') depth--;
+        else if (depth == 0) clean += text[i] == '\r' ? ' ' : text[i];
+    }
+    std::istringstream lines(clean);
+    std::vector<std::pair<std::string, std::string>> games; // result, moves; a set-up game has result "fen"
+    bool inMoves = true;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find_first_not_of(" \t") == std::string::npos) continue;
+        if (line[0] == '[') {
+            if (inMoves) games.emplace_back();
+            inMoves = false;
+            if (line.rfind("[Result \"", 0) == 0 && games.back().first != "fen") games.back().first = line.substr(9, line.find('"', 9) - 9);
+            if (line.rfind("[FEN ", 0) == 0) games.back().first = "fen";
+        } else {
+            inMoves = true;
+            games.back().second += " " + line;
+        }
+    }
+    for (const auto& [result, moves] : games) {
+        if (result == "fen") continue;
+        SetStartPosition();
+        std::istringstream words(moves);
+        for (std::string word; count.size() < 100000 && HistoryCount < plies && words >> word;) {
+            if (word == "1-0" || word == "0-1" || word == "1/2-1/2" || word == "*") continue;
+            word.erase(0, word.find_first_not_of("0123456789."));
+            while (!word.empty() && std::string("+#!?").find(word.back()) != std::string::npos) word.pop_back();
+            if (word.empty() || word[0] == '$') continue;
+            const std::vector<Move> legal = SlowLegalMoves();
+            Move played = 0;
+            for (Move m : legal)
+                if (SanOf(m, legal) == word) played = m;
+            ASSERT_NE(played, 0u) << "no legal move " << word << " in " << PositionText(0);
+            Counted& position = count[LookupKeys()];
+            position.occurrences++;
+            std::istringstream text(PositionText(0));
+            std::string board, side;
+            text >> board >> side;
+            position.fen = board + " " + side + " - - 0 1";
+            auto& m = position.moves[{MoveFrom(played), MoveTo(played)}];
+            m[0]++;
+            const bool white = thread_board.SideToMove == WHITE;
+            if (result == "1/2-1/2") m[1]++, m[2]++;
+            if (result == "1-0" || result == "0-1") m[(result == "1-0") == white ? 1 : 2] += 2;
+            MakeMove(played, 1);
+        }
+    }
+}
+
+u32 Get32(const std::string& bytes, size_t at) {
+    return ReadLittleEndian32(reinterpret_cast<const uint8_t*>(bytes.data()) + at);
+}
+
+// The book holds exactly the positions seen at least `minimum` times, in signed key order, each with
+// the moves played there, the most played first, and their counters; the engine finds every one.
+void ExpectBookMatchesCount(const std::string& path, const Count& count, int minimum) {
+    const std::string bytes = ReadFileText(path);
+    ASSERT_EQ(bytes.substr(0, BOOK_MAGIC_SIZE), BOOK_MAGIC);
+    ASSERT_EQ(Get32(bytes, 24), 1u);
+    const u32 nodes = Get32(bytes, 32);
+    EXPECT_EQ(Printed([&] { OpenBook(path.c_str()); }), std::to_string(nodes) + " nodes in openings book\n");
+    size_t expected = 0;
+    for (const auto& [keys, position] : count) expected += position.occurrences >= minimum;
+    EXPECT_EQ(nodes, expected);
+    for (u32 i = 0; i < nodes; i++) {
+        const size_t record = 36 + 12 * i, offset = Get32(bytes, record + 8);
+        const std::pair<u32, u32> keys{Get32(bytes, record), Get32(bytes, record + 4)};
+        if (i) {
+            EXPECT_LT(CompareBookKeys(Get32(bytes, record - 12), Get32(bytes, record - 8), keys.first, keys.second), 0);
+        }
+        ASSERT_TRUE(count.count(keys)) << "a position no game had";
+        const Counted& position = count.at(keys);
+        EXPECT_GE(position.occurrences, minimum);
+        ASSERT_EQ(uint8_t(bytes.at(offset)), position.moves.size());
+        int lastPlayed = 1 << 30;
+        for (size_t m = 0; m < position.moves.size(); m++) {
+            const size_t entry = offset + 1 + 4 * m;
+            const auto& c = position.moves.at({uint8_t(bytes[entry]), uint8_t(bytes[entry + 1])});
+            EXPECT_LE(c[0], lastPlayed);
+            lastPlayed = c[0];
+            EXPECT_EQ(uint8_t(bytes[entry + 2]), c[1]);
+            EXPECT_EQ(uint8_t(bytes[entry + 3]), c[2]);
+        }
+    }
+    // The engine's own search of the file finds the positions in the book, and lands on their blocks.
+    for (const auto& [keys, position] : count) {
+        Load(position.fen);
+        ASSERT_EQ(FindBookPosition() != 0, position.occurrences >= minimum) << position.fen;
+        if (position.occurrences < minimum) continue;
+        BookMoveBlock block;
+        ASSERT_TRUE(ReadBookMoveBlock(block));
+        ASSERT_EQ(block.count, int(position.moves.size())) << position.fen;
+        for (int m = 0; m < block.count; m++) {
+            const auto& c = position.moves.at({block.from[m], block.to[m]});
+            EXPECT_EQ(block.counter[m], c[1] | c[2] << 8) << position.fen;
+        }
+    }
+}
+
+const char* HAND_PGN = "[Result \"1-0\"]\n\n1. e4 e5 2. Nf3 {a (comment) [x]} Nc6 3. Bb5 a6 (3... Nf6 4. O-O) 4. Ba4\n"
+                       "Nf6 5. O-O Be7 $1 6. Re1 b5 7. Bb3 d6 1-0\n\n"
+                       "[Result \"0-1\"]\n\n1.e4 e5 2.Nf3 Nc6 3.Bb5 Nf6 4.O-O Nxe4 5.d4 Nd6 6.Bxc6 dxc6 0-1\n\n"
+                       "[Result \"1/2-1/2\"]\n\n% escaped\n1. d4 d5 2. c4 e6 3. Nc3 Nf6 ; rest 4. Bg5\n4. Bg5 Be7 1/2-1/2\n\n"
+                       "[Result \"*\"]\n\n1. e4 c5 2. Nf3!? d6 3. d4 cxd4 4. Nxd4 Nf6 *\n\n"
+                       "[Result \"1-0\"]\n\n1. e4 d5 2. exd5 c6 3. dxc6 Nf6 4. cxb7 Nbd7 5. bxa8=Q 1-0\n\n"
+                       "[Result \"1/2-1/2\"]\n\n1. Nf3 Nf6 2. Ng1 Ng8 3. Nf3 Nf6 4. Ng1 Ng8 5. e4 1/2-1/2\n\n"
+                       "[SetUp \"1\"]\n[FEN \"4k3/8/8/8/8/8/8/4K2R w K - 0 1\"]\n[Result \"1-0\"]\n\n1. O-O Kd7 1-0\n";
+
+TEST_F(BookTest, BuiltBooksHoldExactlyTheOpeningsOfTheirGames) {
+    dir.Write("hand.pgn", HAND_PGN);
+    const std::string tcec = DataPath("pgn/TCEC_Season_4_-_Superfinal-first10.pgn");
+    for (const auto& [plies, minimum, engineGames] : std::vector<std::tuple<int, int, bool>>{{10, 1, false}, {3, 1, false}, {16, 2, false}, {14, 2, true}}) {
+        SCOPED_TRACE(std::to_string(plies) + " plies, at least " + std::to_string(minimum));
+        std::string out;
+        const std::string inputs = "'" + dir.File("hand.pgn") + "'" + (engineGames ? " '" + tcec + "'" : "");
+        ASSERT_EQ(RunBuilder("-plies " + std::to_string(plies) + " -min " + std::to_string(minimum) + " -o '" +
+                                 dir.File("b.vbk") + "' " + inputs, out, dir), 0) << out;
+        EXPECT_NE(out.find(engineGames ? "17 games read, 1 left out" : "7 games read, 1 left out"), std::string::npos) << out;
+        Count count;
+        ASSERT_NO_FATAL_FAILURE(CountGames(HAND_PGN, plies, count));
+        if (engineGames) {
+            ASSERT_NO_FATAL_FAILURE(CountGames(ReadFileText(tcec), plies, count));
+        }
+        ExpectBookMatchesCount(dir.File("b.vbk"), count, minimum);
+        CloseBook();
+    }
+}
+
+TEST_F(BookTest, LargeCountersAreScaledPerPositionAndBadRunsWriteNothing) {
+    std::string pgn;
+    for (int i = 0; i < 200; i++) pgn += "[Result \"1-0\"]\n\n1. e4 e5 1-0\n\n";
+    for (int i = 0; i < 100; i++) pgn += "[Result \"0-1\"]\n\n1. d4 d5 0-1\n\n";
+    pgn += "[Result \"*\"]\n\n1. c4 *\n\n";
+    dir.Write("many.pgn", pgn);
+    std::string out;
+    ASSERT_EQ(RunBuilder("-plies 2 -min 1 -o '" + dir.File("many.vbk") + "' '" + dir.File("many.pgn") + "'", out, dir), 0);
+    Printed([&] { OpenBook(dir.File("many.vbk").c_str()); });
+    SetStartPosition(); // e4 400/0, d4 0/200... scaled alike so that the largest is 254
+    ASSERT_TRUE(FindBookPosition());
+    BookMoveBlock block;
+    ASSERT_TRUE(ReadBookMoveBlock(block));
+    ASSERT_EQ(block.count, 3);
+    EXPECT_EQ(block.counter[0], 254);
+    EXPECT_EQ(block.counter[1], (254 * 200 / 400) << 8);
+    EXPECT_EQ(block.counter[2], 0);
+    Play({"d2d4"}); // d5 200/0 fits as it is
+    ASSERT_TRUE(FindBookPosition());
+    ASSERT_TRUE(ReadBookMoveBlock(block));
+    EXPECT_EQ(block.counter[0], 200);
+
+    EXPECT_EQ(RunBuilder("-o '" + dir.File("never.vbk") + "' '" + dir.File("missing.pgn") + "'", out, dir), 1);
+    EXPECT_EQ(out, "Error opening file " + dir.File("missing.pgn") + "...\n");
+    for (const char* bad : {"", "-plies 0 x.pgn", "-min x x.pgn", "-frobnicate x.pgn"}) EXPECT_EQ(RunBuilder(bad, out, dir), 2) << bad;
+    EXPECT_EQ(RunBuilder("-o '" + dir.File("no/such/dir.vbk") + "' '" + dir.File("many.pgn") + "'", out, dir), 1);
+    EXPECT_NE(out.find("Error writing"), std::string::npos);
+    EXPECT_FALSE(std::ifstream(dir.File("never.vbk")).good());
+}
+
+// ------------------------------------------------------------------------------------------------
+// The engine's side: choice among the moves, legality, broken files.
+
+// A book of positions and their moves as the test writes it: from-to text and two counters.
+using HandBook = std::vector<std::pair<std::string, std::vector<std::tuple<std::string, int, int>>>>;
+std::string MakeBook(const HandBook& positions, bool signedOrder = true) {
+    std::vector<std::tuple<u32, u32, std::string>> records;
+    for (const auto& [fen, moves] : positions) {
+        Load(fen);
+        std::string block(1, char(moves.size()));
+        for (const auto& [text, a, b] : moves)
+            block += {char(text[0] - 'a' + 8 * (text[1] - '1')), char(text[2] - 'a' + 8 * (text[3] - '1')), char(a), char(b)};
+        records.emplace_back(LookupKeys().first, LookupKeys().second, block);
+    }
+    std::sort(records.begin(), records.end(), [&](const auto& x, const auto& y) {
+        const int order = CompareBookKeys(std::get<0>(x), std::get<1>(x), std::get<0>(y), std::get<1>(y));
+        return signedOrder ? order < 0 : std::tie(std::get<0>(x), std::get<1>(x)) < std::tie(std::get<0>(y), std::get<1>(y));
+    });
+    auto put = [](std::string& bytes, u32 v) { for (int i = 0; i < 4; i++) bytes += char(v >> (8 * i)); };
+    std::string bytes = BOOK_MAGIC, blocks;
+    put(bytes, 1);
+    put(bytes, 0);
+    put(bytes, u32(records.size()));
+    for (const auto& [first, second, block] : records) {
+        put(bytes, first);
+        put(bytes, second);
+        put(bytes, u32(36 + 12 * records.size() + blocks.size()));
+        blocks += block;
+    }
+    return bytes + blocks;
 }
 
 const char* START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
-class BookTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        InitTablesForTests();
-        CloseBook();
-        UseBookWeights   = 1;
-        UseBookLearning  = 1;
-        VarietyOfPlay    = 10;
-        BookLearningMode = 0;
-        MoveListTop      = 0;
-    }
-    void TearDown() override {
-        CloseBook();
-        UseBookWeights  = 1;
-        UseBookLearning = 1;
-    }
-    // Loads a hand-made book and expects the node line.
-    void Load(const std::vector<HandPosition>& positions, int version = 1) {
-        const std::string path = WriteFile("hand.vbk", MakeBook(positions, version));
-        std::string expected   = version == 0 ? "NG: Book learning not supported for book version 0\n" : "";
-        expected += std::to_string(positions.size()) + " nodes in openings book\n";
-        ASSERT_EQ(Open(path), expected);
-        ASSERT_EQ(BookLoaded, 1);
-    }
-};
-
-TEST_F(BookTest, KeyTablesAreFixedAndDistinct) {
-    EXPECT_EQ(BookKeyWhite1[KING][0], 0x4C73E605u);
-    EXPECT_EQ(BookKeyWhite1[KING][2], 0x9D144DF4u);
-    EXPECT_EQ(BookKeyBlack1[KING][1], 0xCDB1711Cu);
-    EXPECT_EQ(BookKeyWhite2[KING][1], 0xB4310EAAu);
-    EXPECT_EQ(BookKeyBlack2[KING][2], 0xC77261F5u);
-    std::set<uint32_t> seen;
-    for (const BookKeyTable* table : {&BookKeyWhite1, &BookKeyBlack1, &BookKeyWhite2, &BookKeyBlack2})
-        for (int piece : {KING, KNIGHT, PAWN, ROOK, BISHOP, QUEEN})
-            for (int square = 0; square < 64; square++) seen.insert((*table)[piece][square]);
-    EXPECT_EQ(seen.size(), 4u * 6 * 64);
+std::set<std::string> Chosen(int picks = 300) {
+    std::set<std::string> chosen;
+    for (int i = 0; i < picks; i++) chosen.insert(MoveText(PickBookMove()));
+    return chosen;
 }
 
-TEST_F(BookTest, KeysIgnoreCastlingEnPassantAndSeparateTheSideToMove) {
-    SetPosition("r3k2r/8/8/3pP3/8/8/8/R3K2R w KQkq d6 0 1");
-    const auto withRights = LookupKeys();
-    SetPosition("r3k2r/8/8/3pP3/8/8/8/R3K2R w - - 0 40");
-    EXPECT_EQ(LookupKeys(), withRights);
-    SetPosition("r3k2r/8/8/3pP3/8/8/8/R3K2R b - - 0 1");
-    const auto blackToMove = LookupKeys();
-    EXPECT_NE(blackToMove.first, withRights.first);
-    EXPECT_EQ(blackToMove.second, withRights.second);
-    u32 first, second;
-    ComputeBookKey(first, second);
-    EXPECT_EQ(first ^ 0x7D3ADEBu, blackToMove.first);
-
-    // The key is the XOR of the men's numbers, whatever the order they were put on the board.
-    SetPosition("4k3/8/8/8/8/8/8/4K2R w - - 0 1");
-    ComputeBookKey(first, second);
-    EXPECT_EQ(first, BookKeyWhite1[KING][4] ^ BookKeyWhite1[ROOK][7] ^ BookKeyBlack1[KING][60]);
-    EXPECT_EQ(second, BookKeyWhite2[KING][4] ^ BookKeyWhite2[ROOK][7] ^ BookKeyBlack2[KING][60]);
-}
-
-TEST_F(BookTest, BinarySearchFindsEveryPositionInSignedKeyOrder) {
-    // Many positions with both sides to move give keys on both sides of the sign bit.
-    std::vector<HandPosition> positions;
-    std::vector<std::string> absent;
-    std::ifstream suite(std::string(TESTDATA_DIR) + "/perft/perftsuite.epd");
-    std::string line;
-    std::set<std::pair<uint32_t, uint32_t>> keys; // the same men with other rights are one position
-    int index = 0;
-    while (std::getline(suite, line)) {
-        std::string fen = line.substr(0, line.find(';'));
-        for (const char* side : {" w ", " b "}) {
-            std::string f = fen;
-            f.replace(f.find(' '), 3, side);
-            // Positions where the side not to move would be in check cannot be set; skip them.
-            testing::internal::CaptureStdout();
-            const bool ok = SetFen(f.c_str());
-            testing::internal::GetCapturedStdout();
-            if (!ok || !keys.insert(LookupKeys()).second) continue;
-            if (index++ % 5 == 4)
-                absent.push_back(f);
-            else
-                positions.push_back({f, {{"a1a2", 2, 0}}});
-        }
-    }
-    int negative = 0;
-    for (const HandPosition& p : positions) {
-        SetPosition(p.fen);
-        negative += int32_t(LookupKeys().first) < 0;
-    }
-    ASSERT_GT(negative, 10);
-    ASSERT_LT(negative, int(positions.size()) - 10);
-
-    ASSERT_NO_FATAL_FAILURE(Load(positions));
-    EXPECT_EQ(BookNodes, int(positions.size()) + 3);
-    for (const HandPosition& p : positions) {
-        SetPosition(p.fen);
-        ASSERT_TRUE(FindBookPosition()) << p.fen;
-        // The read position is left on the offset field: the block behind it is this position's.
-        BookMoveBlock block;
-        ASSERT_TRUE(ReadBookMoveBlock(block));
-        EXPECT_EQ(block.count, 1);
-        EXPECT_EQ(block.from[0], 0);
-        EXPECT_EQ(block.to[0], 8);
-        EXPECT_EQ(block.counter[0], 2);
-    }
-    for (const std::string& fen : absent) {
-        SetPosition(fen);
-        EXPECT_FALSE(FindBookPosition()) << fen;
-    }
-
-    // The same records in unsigned order are out of order for the engine, and are refused.
-    const std::string path = WriteFile("unsigned.vbk", MakeBook(positions, 1, false));
-    EXPECT_EQ(Open(path), "Invalid book format\n");
-    EXPECT_EQ(BookLoaded, 0);
-}
-
-TEST_F(BookTest, EmptyBookLoadsAndFindsNothing) {
-    Load({});
-    SetPosition(START);
-    EXPECT_FALSE(FindBookPosition());
-    EXPECT_EQ(PickBookMove(), 0u);
-    EXPECT_EQ(Listing(), HashLine() + "No moves from current pos in book\n");
-}
-
-TEST_F(BookTest, ChoiceFollowsRatesAndVarietyWithAFixedSeed) {
-    // Rates: e2e4 600, d2d4 540, g1f3 539, c2c4 never played (500), b1c3 dead.
-    Load({{START, {{"b1c3", 255, 255}, {"e2e4", 6, 4}, {"d2d4", 27, 23}, {"g1f3", 34, 29}, {"c2c4", 0, 0}}}});
-    SetPosition(START);
-    const std::vector<std::pair<int, std::vector<std::string>>> cases = {
-        {10, {"e2e4", "d2d4"}}, // threshold 540: 539 just misses
-        {0, {"e2e4"}},
-        {100, {"e2e4", "d2d4", "g1f3", "c2c4"}},
-        {17, {"e2e4", "d2d4", "g1f3", "c2c4"}}, // threshold 498
-        {16, {"e2e4", "d2d4", "g1f3"}},         // threshold 504
-    };
-    for (const auto& [variety, kept] : cases) {
+TEST_F(BookTest, ChoiceFollowsRatesVarietyAndMode) {
+    // Rates: e2e4 600, d2d4 540, g1f3 539, c2c4 never played, b1c3 never to be played.
+    dir.Write("b.vbk", MakeBook({{START, {{"b1c3", 255, 255}, {"e2e4", 6, 4}, {"d2d4", 27, 23}, {"g1f3", 34, 29}, {"c2c4", 0, 0}}},
+                                 {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1", {{"e7e5", 2, 2}, {"c7c5", 3, 1}, {"e7e6", 1, 3}}}}));
+    EXPECT_EQ(Printed([&] { OpenBook(dir.File("b.vbk").c_str()); }), "2 nodes in openings book\n");
+    SeedBookRandom(12345);
+    Load(START);
+    for (const auto& [variety, kept] : std::vector<std::pair<int, std::set<std::string>>>{
+             {0, {"e2e4"}}, {10, {"e2e4", "d2d4"}}, {100, {"e2e4", "d2d4", "g1f3", "c2c4"}}}) {
         VarietyOfPlay = variety;
-        SeedBookRandom(12345);
-        ReferenceRandom reference{12345};
-        std::set<std::string> chosen;
-        for (int i = 0; i < 200; i++) {
-            const Move move = PickBookMove();
-            ASSERT_EQ(move, Coordinate(kept[reference.Next() % kept.size()])) << "variety " << variety;
-            chosen.insert(MoveText(move));
-        }
-        EXPECT_EQ(chosen.size(), kept.size()) << "variety " << variety;
+        EXPECT_EQ(Chosen(), kept) << "variety " << variety;
     }
-
-    // Without weights every live move is as likely; the dead one never comes.
-    UseBookWeights = 0;
-    SeedBookRandom(777);
-    ReferenceRandom reference{777};
-    const std::vector<std::string> live = {"e2e4", "d2d4", "g1f3", "c2c4"};
-    for (int i = 0; i < 200; i++) ASSERT_EQ(PickBookMove(), Coordinate(live[reference.Next() % 4]));
+    UseBookWeights = 0; // every live move alike
+    EXPECT_EQ(Chosen(), (std::set<std::string>{"e2e4", "d2d4", "g1f3", "c2c4"}));
+    UseBookWeights   = 1;
+    BookLearningMode = 1; // discover: the least tested move, the better rate among equals
+    EXPECT_EQ(Chosen(20), std::set<std::string>{"c2c4"});
+    Play({"e2e4"});
+    EXPECT_EQ(Chosen(20), std::set<std::string>{"c7c5"});
 }
 
-TEST_F(BookTest, DiscoverModeTriesTheLeastTestedMove) {
-    BookLearningMode = 1;
-    Load({{START, {{"e2e4", 6, 4}, {"d2d4", 0, 0}, {"b1c3", 255, 255}}},
-          {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1",
-           {{"e7e5", 2, 2}, {"c7c5", 3, 1}, {"e7e6", 1, 3}, {"d7d5", 40, 0}, {"c7c6", 255, 255}}},
-          {"rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 2",
-           {{"g1f3", 2, 2}, {"f1c4", 1, 1}, {"b1c3", 4, 4}, {"d2d4", 255, 255}}},
-          {"rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 2", {{"b8c6", 255, 255}}}});
-    SetPosition(START);
-    EXPECT_EQ(PickBookMove(), Coordinate("d2d4")); // never played: no tests at all
-    SetPosition("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1");
-    EXPECT_EQ(PickBookMove(), Coordinate("c7c5")); // four tests each: the better rate
-    SetPosition("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 2");
-    EXPECT_EQ(PickBookMove(), Coordinate("f1c4")); // fewest tests, though the rates are all equal
-    SetPosition("rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 2");
-    EXPECT_EQ(PickBookMove(), 0u); // only dead moves
-}
-
-TEST_F(BookTest, BookMovesAreLegalMoveWordsOrNothing) {
-    Load({// Castling rights are not in the key: the castle is only played where it is allowed.
-          {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", {{"e1g1", 2, 0}}},
-          // A pawn that reaches the last rank becomes a queen, for either side.
-          {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", {{"a7a8", 2, 0}}},
-          {"4k3/8/8/8/8/8/7p/4K3 b - - 0 1", {{"h2h1", 2, 0}}},
-          // A wrong move for the position (a collision) gives nothing and changes nothing.
-          {START, {{"e4e5", 2, 0}, {"e1e2", 2, 0}}},
-          {"4k3/8/8/3pP3/8/8/8/4K3 w - - 0 2", {{"e5d6", 2, 0}}}});
-    SetPosition("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
-    EXPECT_EQ(PickBookMove(), MakeMoveWord(4, 6, KING));
-    SetPosition("r3k2r/8/8/8/8/8/8/R3K2R w kq - 0 1");
+TEST_F(BookTest, BookMovesAreLegalMovesOrNothing) {
+    dir.Write("b.vbk", MakeBook({{"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", {{"e1g1", 2, 0}}},
+                                 {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", {{"a7a8", 2, 0}}},
+                                 {"4k3/8/8/3pP3/8/8/8/4K3 w - - 0 2", {{"e5d6", 2, 0}}},
+                                 {START, {{"e4e5", 2, 0}, {"e1e2", 2, 0}}}}));
+    Printed([&] { OpenBook(dir.File("b.vbk").c_str()); });
+    Load("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1"); // the rights are not in the key: castle only where allowed
+    EXPECT_STREQ(MoveText(PickBookMove()), "e1g1");
+    Load("r3k2r/8/8/8/8/8/8/R3K2R w kq - 0 1");
     EXPECT_EQ(PickBookMove(), 0u);
-    SetPosition("4k3/P7/8/8/8/8/8/4K3 w - - 0 1");
-    const Move promotion = PickBookMove();
-    EXPECT_EQ(promotion, MakeMoveWord(48, 56, PAWN, EMPTY, QUEEN));
-    EXPECT_STREQ(MoveText(promotion), "a7a8q");
-    SetPosition("4k3/8/8/8/8/8/7p/4K3 b - - 0 1");
-    EXPECT_EQ(PickBookMove(), MakeMoveWord(15, 7, PAWN, EMPTY, QUEEN));
-
-    SetPosition(START);
+    Load("4k3/P7/8/8/8/8/8/4K3 w - - 0 1"); // a pawn reaching the last rank becomes a queen
+    EXPECT_EQ(PickBookMove(), Find("a7a8q"));
+    Load("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 2"); // en passant only just after the double step
+    EXPECT_EQ(PickBookMove(), Find("e5d6"));
+    Load("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 2");
+    EXPECT_EQ(PickBookMove(), 0u);
+    Load(START); // moves of another position under the same keys: nothing, and nothing changed
     const u64 key = thread_board.HashKey;
     EXPECT_EQ(PickBookMove(), 0u);
     EXPECT_EQ(thread_board.HashKey, key);
     EXPECT_EQ(HistoryCount, 0);
-
-    // En passant is a book move only where the double step has just been made.
-    SetPosition("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 2");
-    EXPECT_EQ(PickBookMove(), MakeMoveWord(36, 43, PAWN));
-    SetPosition("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 2");
-    EXPECT_EQ(PickBookMove(), 0u);
 }
 
-TEST_F(BookTest, ListingShowsEveryMoveInFileOrder) {
-    SetPosition(START);
-    EXPECT_EQ(Listing(), HashLine() + "No book loaded...\n");
-    Load({{START, {{"e2e4", 6, 4}, {"d2d4", 0, 0}, {"b1c3", 255, 255}, {"g1f3", 1, 0}, {"c2c4", 254, 254}}}});
-    SetPosition(START);
-    EXPECT_EQ(Listing(), HashLine() +
-                             "5 moves from current pos in book:\n"
-                             "e2e4 60% (not less than 5 game(s))\n"
-                             "d2d4 ?\n"
-                             "b1c3 -\n"
-                             "g1f3 100% (not less than 0 game(s))\n"
-                             "c2c4 50% (not less than 254 game(s))\n");
-    SetPosition("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1");
-    EXPECT_EQ(Listing(), HashLine() + "No moves from current pos in book\n");
-}
-
-TEST_F(BookTest, VersionZeroBookPlaysWithoutWeightsOrLearning) {
-    Load({{START, {{"e2e4", 3, 0}, {"d2d4", 255, 0}, {"g1f3", 0, 0}, {"c2c4", 254, 0}}}}, 0);
-    EXPECT_EQ(BookVersionZero, 1);
-    EXPECT_EQ(UseBookWeights, 0);
-    EXPECT_EQ(UseBookLearning, 0);
-    SetPosition(START);
-    EXPECT_EQ(Listing(), HashLine() +
-                             "4 moves from current pos in book:\n"
-                             "e2e4 3\n"
-                             "d2d4 255\n"
-                             "g1f3 0\n"
-                             "c2c4 254\n");
-    SeedBookRandom(99);
-    ReferenceRandom reference{99};
-    const std::vector<std::string> live = {"e2e4", "g1f3", "c2c4"};
-    for (int i = 0; i < 100; i++) ASSERT_EQ(PickBookMove(), Coordinate(live[reference.Next() % 3]));
-
-    // A version 1 book opened next clears the mark.
-    Load({{START, {{"e2e4", 2, 0}}}});
-    EXPECT_EQ(BookVersionZero, 0);
-}
-
-// Every kind of broken file: the message, no book, no lookup, and the file as it was.
+// Every kind of broken file: the message, no book, no move, and the file left as it was.
 TEST_F(BookTest, BrokenBooksAreRefusedAndLeftUntouched) {
-    const std::vector<HandPosition> two = {{START, {{"e2e4", 2, 0}, {"d2d4", 1, 1}}},
-                                           {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1",
-                                            {{"e7e5", 2, 0}}}};
-    const std::vector<uint8_t> good = MakeBook(two, 1);
+    const HandBook two = {{START, {{"e2e4", 2, 0}, {"d2d4", 1, 1}}},
+                          {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1", {{"e7e5", 2, 0}}}};
+    const std::string good = MakeBook(two);
     ASSERT_EQ(good.size(), 36u + 24 + 9 + 5);
-    auto cut = [&](size_t size) { return std::vector<uint8_t>(good.begin(), good.begin() + long(size)); };
-    auto patch = [&](size_t at, uint32_t value) {
-        std::vector<uint8_t> bytes = good;
-        for (int i = 0; i < 4; i++) bytes[at + i] = uint8_t(value >> (8 * i));
+    auto patch = [&](size_t at, u32 value) {
+        std::string bytes = good;
+        for (int i = 0; i < 4; i++) bytes[at + i] = char(value >> (8 * i));
         return bytes;
     };
-    std::vector<uint8_t> badMagic = good;
-    badMagic[3] ^= 0x20;
-    std::vector<uint8_t> countPastEnd = good;
-    countPastEnd[36 + 24] = 9; // the first block claims 9 moves
-    std::vector<uint8_t> duplicate = good;
-    std::copy(good.begin() + 36, good.begin() + 44, duplicate.begin() + 48);
-    std::vector<uint8_t> swapped = good;
+    std::string swapped = good;
     std::swap_ranges(swapped.begin() + 36, swapped.begin() + 48, swapped.begin() + 48);
-
     const std::string invalid = "Invalid book format\n";
-    const std::vector<std::pair<std::vector<uint8_t>, std::string>> cases = {
-        {{}, invalid},
-        {badMagic, invalid},
-        {cut(20), invalid},
-        {cut(27), invalid},
-        {cut(30), invalid},
-        {cut(35), invalid},
-        {patch(24, 2), "Book version 2 not supported\n"},
-        {patch(24, 0xFFFFFFFF), "Book version -1 not supported\n"},
-        {cut(36 + 18), invalid},          // index cut inside its second record
-        {patch(32, 3), invalid},          // one record more than the file holds
-        {patch(32, 0xFFFFFFFF), invalid}, // a node count far past the end
-        {patch(44, uint32_t(good.size())), invalid}, // block offset at the end of the file
-        {patch(44, 0x7FFFFFF0), invalid},
-        {patch(44, 12), invalid},  // block offset inside the header
-        {patch(44, 48), invalid},  // block offset inside the index
-        {countPastEnd, invalid},
-        {cut(good.size() - 1), invalid}, // last move entry cut short
-        {cut(36 + 24 + 3), invalid},     // a block cut inside its first entry
-        {swapped, invalid},              // index out of order
-        {duplicate, invalid},            // one position twice
-    };
-    int index = 0;
-    for (const auto& [bytes, message] : cases) {
-        SCOPED_TRACE("case " + std::to_string(index));
-        // A sound book is open first: the broken one closes it and leaves none.
-        Load(two);
-        const std::string path = WriteFile("broken" + std::to_string(index++) + ".vbk", bytes);
-        const std::string out  = Open(path);
-        EXPECT_EQ(out, message);
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"", invalid}, {"#" + good.substr(1), invalid}, {good.substr(0, 27), invalid}, {good.substr(0, 35), invalid},
+        {patch(24, 2), "Book version 2 not supported\n"}, {patch(24, 0xFFFFFFFF), "Book version -1 not supported\n"},
+        {good.substr(0, 54), invalid}, {patch(32, 3), invalid}, {patch(32, 0xFFFFFFFF), invalid},
+        {patch(44, u32(good.size())), invalid}, {patch(44, 12), invalid}, {patch(44, 48), invalid},
+        {good.substr(0, 60) + char(9) + good.substr(61), invalid}, {good.substr(0, good.size() - 1), invalid},
+        {good.substr(0, 63), invalid}, {swapped, invalid}, {good.substr(0, 48) + good.substr(36, 12) + good.substr(60), invalid},
+        {MakeBook(two, false) == good ? "" : MakeBook(two, false), invalid}};
+    for (size_t i = 0; i < cases.size(); i++) {
+        SCOPED_TRACE("case " + std::to_string(i));
+        dir.Write("good.vbk", good);
+        EXPECT_EQ(Printed([&] { OpenBook(dir.File("good.vbk").c_str()); }), "2 nodes in openings book\n");
+        dir.Write("broken.vbk", cases[i].first);
+        EXPECT_EQ(Printed([&] { OpenBook(dir.File("broken.vbk").c_str()); }), cases[i].second);
         EXPECT_EQ(BookLoaded, 0);
-        EXPECT_EQ(BookFile, nullptr);
-        SetPosition(START);
+        Load(START);
         EXPECT_EQ(PickBookMove(), 0u);
-        EXPECT_EQ(Listing(), HashLine() + "No book loaded...\n");
-        EXPECT_EQ(ReadFile(path), bytes);
+        EXPECT_EQ(dir.Read("broken.vbk"), cases[i].first);
     }
-
-    const std::string missing = TempDir() + "/no such book.vbk";
-    EXPECT_EQ(Open(missing), "Error opening \"" + missing + "\"!\n");
-    EXPECT_EQ(BookLoaded, 0);
-    // A directory opens but cannot be read as a book.
-    EXPECT_EQ(Open(TempDir()), invalid);
-    EXPECT_EQ(BookLoaded, 0);
+    EXPECT_EQ(Printed([&] { OpenBook(dir.File("none.vbk").c_str()); }), "Error opening \"" + dir.File("none.vbk") + "\"!\n");
+    EXPECT_EQ(Printed([&] { OpenBook(dir.path.c_str()); }), invalid); // a folder opens but is no book
 }
 
 } // namespace

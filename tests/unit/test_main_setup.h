@@ -1,3 +1,0 @@
-#pragma once
-// Builds the start-up tables once for all unit tests.
-void InitTablesForTests();
