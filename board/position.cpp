@@ -14,7 +14,7 @@ u64 ZobristPiece[2][8][64];
 u64 ZobristCastle[16];
 u64 ZobristEnPassant[8];
 
-const char PieceLetters[9]     = ".KNP?RBQ";
+static const char PieceLetters[9] = ".KNP?RBQ"; // board prints
 static const char PromotionLetters[9] = "\0knp?rbq"; // promotion suffixes
 
 // ---------------------------------------------------------------------------------------------

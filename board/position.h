@@ -22,7 +22,6 @@ constexpr int QUEEN  = 7;
 
 constexpr int PieceValue[8] = {0, 10000, 300, 100, 0, 500, 300, 900};
 constexpr int PiecePointValue[8] = {0, 0, 3, 0, 0, 5, 3, 9};
-extern const char PieceLetters[9];    // ".KNP?RBQ", board prints
 
 constexpr int FileOf(int sq) { return sq & 7; }
 constexpr int RankOf(int sq) { return sq >> 3; }

@@ -21,7 +21,8 @@ int Cowardice, CowardiceHalf;
 int64_t EvalCacheEntries;
 
 EvalInfo thread_eval_info;
-EvalCacheEntry* EvalCache;
+// EvalCacheEntries entries; null while the cache is off.
+static EvalCacheEntry* EvalCache;
 int EngineSide;
 int LazyLower = -32700, LazyUpper = 32700;
 
@@ -160,7 +161,8 @@ static void EvaluateEndingAdjustments() {
 // ---------------------------------------------------------------------------------------------
 // EvaluateFull
 
-int PawnDuel(int e) {
+// Kings and a pawn each: Black's-view score from the endgame sum e of the duel.
+static int PawnDuel(int e) {
     const double scale = PawnDuelScale;
     const double f     = scale / (1.0 + std::exp(-double(PawnDuelSlope) * std::abs(e) / 1000.0)) - scale / 2.0;
     const int r        = int(f + 0.5);

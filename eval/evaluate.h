@@ -93,8 +93,6 @@ extern int Cowardice, CowardiceHalf;
 extern int64_t EvalCacheEntries;
 void SetDefaultEvalSettings();
 
-// EvalCacheEntries entries; null while the cache is off.
-extern EvalCacheEntry* EvalCache;
 
 // ---- Set by the root search for every search ----
 // The side to move at the root: the lazy bounds are from its view.
@@ -110,8 +108,6 @@ int Evaluate();
 void EvaluateFull(int* result);
 // Phase of the current material (0 full board .. 256 empty), as the evaluation computes it.
 int CurrentPhase();
-// Kings and a pawn each: Black's-view score from the endgame sum e of the duel.
-int PawnDuel(int e);
 // The `evl` command.
 void PrintEvaluation();
 

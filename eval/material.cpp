@@ -285,7 +285,7 @@ static Force ForceOf(int side) {
 
 // A third piece of a kind is rare enough for a rougher rule: the chain without its end-game
 // part, a rook bonus that stops counting at two rooks, and no tuned tables.
-int EvaluateMaterial() {
+static int EvaluateMaterial() {
     const Position& p = thread_board;
     const Force w = ForceOf(WHITE), b = ForceOf(BLACK);
     int64_t endgameUnused = 0;

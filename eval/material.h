@@ -40,8 +40,6 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
 // The material of thread_board at run time. MaterialScore (Black's view), the three phases, the
 // force sums and Ending, from the row of MaterialIndex or, in overflow, worked out.
 void ReadMaterialRecord();
-// MaterialScore of a position with the overflow index.
-int EvaluateMaterial();
 // 1 when the other side has too little force to attack the king of `side`, by the run-time limits
 // EndgamePoints and EndingPointsNoQueen.
 int EndingByForce(int side);

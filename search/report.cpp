@@ -12,7 +12,7 @@
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"
 
-uint64_t LastReportNodes;
+static uint64_t LastReportNodes;
 int ReportCountdown;
 
 void PrintPv(int index) {

@@ -3,7 +3,6 @@
 #pragma once
 #include <cstdint>
 
-extern uint64_t LastReportNodes;
 // Polls left until the next "info nps" line.
 extern int ReportCountdown;
 

@@ -174,6 +174,7 @@ int PrepareRootMoves() {
 static void UpdateLazyBounds(int iteration);
 static void WaitWhilePondering();
 static int MultiPvSearch(int depthLimit);
+static int SearchRootMove(int alpha, int beta, int depth);
 
 // ---------------------------------------------------------------------------------------------
 // Iterative deepening at the root.
@@ -455,7 +456,8 @@ static void UpdateLazyBounds(int iteration) {
     LazyUpper = (s > m ? s : m) + c + 5 * iteration + 200;
 }
 
-int SearchRootMove(int alpha, int beta, int depth) {
+// One root move from the opponent's view, with the mate limits and the verification search.
+static int SearchRootMove(int alpha, int beta, int depth) {
     const bool nullWindowAsked = beta == alpha + 1;
     if (MateDepth > 0) {
         alpha = alpha > 2 * MateDepth - MATE_SCORE ? alpha : 2 * MateDepth - MATE_SCORE;

@@ -31,5 +31,3 @@ int PrepareRootMoves();
 int RootSearch();
 // The search to a depth, without the time rules (no clock, pondering, analysis).
 int AnalysisRootSearch(int depthLimit, int useBook);
-// One root move from the opponent's view, with the mate limits and the verification search.
-int SearchRootMove(int alpha, int beta, int depth);

@@ -55,7 +55,8 @@ void SetTranspositionEntries(int64_t entries) {
     AllocateTransposition();
 }
 
-int64_t TranspositionEntriesForMb(int mb) {
+// Entries of a table of mb megabytes, mb clamped to 0..1024.
+static int64_t TranspositionEntriesForMb(int mb) {
     return (int64_t(std::clamp(mb, 0, TT_MAX_MB)) << 20) / int64_t(sizeof(TranspositionEntry));
 }
 

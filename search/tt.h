@@ -80,9 +80,7 @@ struct SingularData {
 void FreeTransposition();
 // All zero, SearchStamp and HashfullCount 0.
 void ClearTransposition();
-// Entries of a table of mb megabytes, mb clamped to 0..1024.
-int64_t TranspositionEntriesForMb(int mb);
-// UCI "Hash": release, TranspositionEntriesForMb(mb) entries, allocate, clear.
+// UCI "Hash": release, the entries of mb megabytes (mb clamped to 0..1024), allocate, clear.
 void SetTranspositionSize(int mb);
 // The same for an exact entry count (start-up, configuration exponent sizes, tests). A failed
 // allocation ends the process with code 1.
