@@ -11,6 +11,7 @@
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "search/root.h"
+#include "search/tables.h"
 #include "search/think.h"
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"
@@ -66,7 +67,7 @@ void SetOptionCommand(int n) {
     } else if (MatchCommand("Hash", name)) {
         SetTranspositionSize(MegabytesOf(4));
     } else if (MatchCommand("PawnHash", name)) {
-        PawnHashEntries = (int64_t(MegabytesOf(4)) << 20) / 22;
+        SetPawnHashSize(MegabytesOf(4));
     } else if (MatchCommand("OwnBook", name)) {
         if (MatchCommand("false", Tokens[4].c_str())) OwnBook = 0;
         if (MatchCommand("true", Tokens[4].c_str())) OwnBook = 1;

@@ -1,5 +1,7 @@
 #include "search/tables.h"
 
+#include <algorithm>
+
 #include "board/makemove.h"
 #include "board/ordering.h"
 #include "eval/evaluate.h"
@@ -9,12 +11,14 @@
 
 void AllocateTables() {
     SetTranspositionEntries(TranspositionEntries);
+    if (!AllocatePawnHash()) OutOfMemory();
     if (!AllocateEvalCache()) OutOfMemory();
     BuildReversibleMoveTable();
 }
 
 void FreeTables() {
     FreeTransposition();
+    FreePawnHash();
     FreeEvalCache();
     FreeReversibleMoveTable();
 }
@@ -23,6 +27,12 @@ void ResetAll() {
     ClearTransposition();
     ClearMoveHistoryAndKillers();
     ClearReplyTablesAndCaptureStats();
+    ClearPawnHash();
     ClearEvalCache();
     ForgetLastScore();
+}
+
+void SetPawnHashSize(int mb) {
+    PawnHashEntries = (int64_t(std::clamp(mb, 0, 1024)) << 20) / int64_t(sizeof(PawnHashEntry));
+    if (!AllocatePawnHash()) OutOfMemory();
 }

@@ -2,9 +2,12 @@
 // `clean`.
 #pragma once
 
-// Allocates and clears the transposition table, the evaluation cache and the reversible-move
-// table with the sizes now set. A failed allocation ends the process with code 1.
+// Allocates and clears the transposition table, the pawn hash, the evaluation cache and the
+// reversible-move table with the sizes now set. A failed allocation ends the process with code 1.
 void AllocateTables();
+// UCI "PawnHash": the pawn hash made again with the entries of mb megabytes (clamped to 0..1024;
+// 0 turns it off), and cleared.
+void SetPawnHashSize(int mb);
 // Releases them (at exit).
 void FreeTables();
 // The `clean` command: forget everything learnt about positions and moves.

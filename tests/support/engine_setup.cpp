@@ -32,7 +32,7 @@ void FreshEngine() {
     SetDefaultSettings();
     // A test may have resized the tables: they are made again at the default sizes.
     SetTranspositionEntries(TranspositionEntries);
-    if (!AllocateEvalCache()) FAIL() << "no evaluation cache";
+    if (!AllocatePawnHash() || !AllocateEvalCache()) FAIL() << "no pawn hash or evaluation cache";
     if (!ReversibleMoveTable) BuildReversibleMoveTable();
     ResetAll();
     ResetSearchMemory();

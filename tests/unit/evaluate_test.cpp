@@ -114,6 +114,14 @@ void RandomTunedTables(std::mt19937& random) {
     auto pick = [&](int lo, int hi) { return int(random() % uint32_t(hi - lo + 1)) + lo; };
     for (int i = 0; i < 4; i++) PawnMg[i] = pick(60, 140), PawnEg[i] = pick(60, 140), PieceMg[i] = pick(-40, 40);
     for (int i = 0; i < 6; i++) ImbalanceMg[i] = pick(-30, 30), ImbalanceEg[i] = pick(-30, 30);
+    // Pawn structure and wing cover; the material table's build mirrors the half boards.
+    for (int32_t* table : {PawnLeverSupportMg, PawnDoubledEg, PawnIsolatedOpenMg, PawnIsolatedClosedEg,
+                           PawnBackwardOpenMg, PawnBackwardClosedEg, PawnCandidateMg, PawnCandidateEg})
+        for (int i = 0; i < 64; i++) table[i] = pick(-20, 20);
+    for (int i = 0; i < 20; i++) PawnConnectedMgSource[i] = pick(0, 20), PawnConnectedEgSource[i] = pick(0, 20);
+    for (int i = 0; i < 9; i++) PawnSpanMg[i] = pick(-20, 20), PassedSpanEg[i] = pick(-20, 20);
+    for (int32_t& v : ShelterTable) v = pick(0, 15);
+    for (int i = 0; i < 12; i++) ShelterFileParams[i] = pick(0, 8);
     std::vector<int32_t> table54(TABLE54_SIZE), table486(TABLE486_SIZE), time(TABLE486_SIZE, 256);
     for (int32_t& v : table54) v = pick(-60, 60);
     for (int32_t& v : table486) v = pick(-60, 60);
@@ -130,6 +138,7 @@ void RandomTunedTables(std::mt19937& random) {
     for (int32_t& v : PstScale) v = pick(128, 384);
     for (int32_t& v : RookVsMinors) v = PackEqualPair(pick(-60, 60));
     OutsideKing = PackEqualPair(pick(50, 250));
+    ClearPawnHash(); // structures scored with the old weights would live on
 }
 
 TEST_F(EvaluateTest, ColourFlippedPositionsScoreAlike) {
