@@ -1,5 +1,7 @@
 #include "board/attacks.h"
 
+#include <initializer_list>
+
 #include "board/ply.h"
 
 int IsSquareAttacked(int bySide, int square) {
@@ -171,4 +173,60 @@ int OpponentHasBigCapture(int value) {
         }
     }
     return 0;
+}
+
+int is_checkmated() {
+    const Position& b = thread_board;
+    const int us = b.SideToMove, them = ChangeSide(us);
+    const int king     = b.KingSquare[us];
+    const u64 checkers = AttackersOfSquareBy(them, king);
+    const bool twoCheckers = (checkers & (checkers - 1)) != 0;
+    // Squares a man may go to to end the check, and the lines the king cannot step back along.
+    u64 targets = 0;
+    int lines[2] = {0, 0}, lineCount = 0;
+    for (u64 c = checkers; c; c &= c - 1) {
+        const int checker = __builtin_ctzll(c);
+        const bool slider = (b.Board[checker] & 4) != 0;
+        if (slider) lines[lineCount++] = DirectionTable[checker][king];
+        if (!twoCheckers) targets = Bit(checker) | (slider ? BetweenMask[checker][king] : 0);
+    }
+    for (u64 steps = KingAttacks[king] & ~b.Pieces[0][us]; steps; steps &= steps - 1) {
+        const int to        = __builtin_ctzll(steps);
+        const int direction = DirectionTable[king][to];
+        if (IsSquareAttacked(them, to)) continue;
+        if ((lineCount > 0 && direction == lines[0]) || (lineCount > 1 && direction == lines[1])) continue;
+        return 0;
+    }
+    if (twoCheckers) return 1;
+
+    for (int piece : {KNIGHT, BISHOP, ROOK, QUEEN})
+        for (u64 men = b.Pieces[piece][us]; men; men &= men - 1) {
+            const int from = __builtin_ctzll(men);
+            u64 reach;
+            switch (piece) {
+            case KNIGHT: reach = KnightAttacks[from]; break;
+            case BISHOP: reach = BishopAttacks(from); break;
+            case ROOK: reach = RookAttacks(from); break;
+            default: reach = QueenAttacks(from); break;
+            }
+            if ((reach & targets) && !SquareIsPinned(from)) return 0;
+        }
+    // Pawns: a step or a double step onto the checking line, or a capture of the checker.
+    const int forward  = us == WHITE ? 8 : -8;
+    const u64 homeRank = us == WHITE ? 0xFF00ULL : 0x00FF000000000000ULL;
+    const int checker  = __builtin_ctzll(checkers);
+    for (u64 pawns = b.Pieces[PAWN][us]; pawns; pawns &= pawns - 1) {
+        const int from = __builtin_ctzll(pawns);
+        const int one  = from + forward;
+        bool ends      = (targets & Bit(one)) && !b.Board[one];
+        ends |= (homeRank & Bit(from)) && !b.Board[one] && (targets & Bit(one + forward)) && !b.Board[one + forward];
+        ends |= ((us == WHITE ? WhitePawnAttacks[from] : BlackPawnAttacks[from]) & Bit(checker)) != 0;
+        if (HistoryCount > 0) {
+            const Move last = History[HistoryCount - 1].Move;
+            ends |= IsDoublePawnStep(last) && MoveTo(last) == checker && RankOf(from) == RankOf(checker) &&
+                    (from == checker - 1 || from == checker + 1);
+        }
+        if (ends && !SquareIsPinned(from)) return 0;
+    }
+    return 1;
 }

@@ -15,6 +15,8 @@ int MoveIsPinned(Move move);
 int SeeNotLosing(Move move);
 int CaptureSeeNotLosing(int to, int from, int moved, int victim, int promotion);
 int OpponentHasBigCapture(int value);
+// The side to move, which is in check, has no legal move. Decided from the attack tables alone.
+int is_checkmated();
 
 // The exchange test itself; the shortcut by the attack maps of the current ply is optional.
 int SeeCore(int from, int to, int moved, int victim, int promotion, bool useAttackMaps);

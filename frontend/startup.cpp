@@ -75,6 +75,7 @@ void InitializeEngine() {
     PostFlag                 = 1;
     OwnClock                 = NO_CLOCK;
     ReadCommandsDuringSearch = ReadSearchInput;
+    OpenTablebases();
     NewGame();
 }
 

@@ -72,7 +72,10 @@ void SetOptionCommand(int n) {
         if (MatchCommand("false", Tokens[4].c_str())) OwnBook = 0;
         if (MatchCommand("true", Tokens[4].c_str())) OwnBook = 1;
     } else if (MatchCommand("SyzygyPath", name)) {
-        if (UseEGTB) std::snprintf(EgtbPath, EGTB_PATH_SIZE, "%s", RestOfLine(4));
+        if (UseEGTB) {
+            std::snprintf(EgtbPath, EGTB_PATH_SIZE, "%s", RestOfLine(4));
+            OpenTablebases();
+        }
     } else if (MatchCommand("OpeningsBook", name)) {
         OpenBook(RestOfLine(4));
     }

@@ -1,5 +1,6 @@
 #include "platform/platform.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -39,19 +40,37 @@ bool StdinReady() { return WaitStdin(0); }
 bool StdinIsTerminal() { return isatty(0) != 0; }
 
 MappedFile MapFileReadOnly(const char* path) {
-    MappedFile file{nullptr, 0};
+    MappedFile file{nullptr, 0, 0};
     int fd = open(path, O_RDONLY);
-    if (fd < 0) return file;
+    if (fd < 0) {
+        file.error = errno;
+        return file;
+    }
     struct stat st;
-    if (fstat(fd, &st) == 0 && st.st_size > 0) {
+    if (fstat(fd, &st) != 0) {
+        file.error = errno;
+    } else if (!S_ISREG(st.st_mode)) {
+        file.error = ENOENT; // a directory of that name is no file
+    } else if (st.st_size > 0) {
         void* p = mmap(nullptr, (size_t)st.st_size, PROT_READ, MAP_SHARED, fd, 0);
         if (p != MAP_FAILED) {
             file.data = static_cast<const uint8_t*>(p);
             file.size = (size_t)st.st_size;
+        } else {
+            file.error = errno;
         }
     }
     close(fd);
     return file;
+}
+
+bool ReadableFileExists(const char* path) {
+    int fd = open(path, O_RDONLY);
+    if (fd < 0) return false;
+    struct stat st;
+    const bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    close(fd);
+    return regular;
 }
 
 void UnmapFile(MappedFile& file) {

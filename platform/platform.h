@@ -25,13 +25,17 @@ bool WaitStdin(int timeout_ms);
 // True when standard input is a terminal.
 bool StdinIsTerminal();
 
-// A whole file mapped read-only. data is nullptr when the file is missing, empty or unmappable.
+// A whole file mapped read-only. data is nullptr when the file is missing, is no regular file, is
+// empty or cannot be mapped; error is then the system's error number (0 for an empty file).
 struct MappedFile {
     const uint8_t* data;
     size_t size;
+    int error;
 };
 
 MappedFile MapFileReadOnly(const char* path);
+// True when `path` names a regular file that can be opened for reading.
+bool ReadableFileExists(const char* path);
 void UnmapFile(MappedFile& file);
 
 using PlatformMutex = std::mutex;

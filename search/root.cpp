@@ -171,6 +171,141 @@ int PrepareRootMoves() {
     return 0;
 }
 
+// ---------------------------------------------------------------------------------------------
+// Endgame tables at the root: only the moves that keep the best result stay in the list.
+
+namespace {
+
+// A WDL value + 2 as a score: wins and losses near mate, results the fifty-move rule spoils as
+// a bare edge.
+constexpr int WdlToScore[5] = {-(TB_WIN_SCORE - 1), -2, 0, 2, TB_WIN_SCORE - 1};
+
+// Keeps the root moves whose score field passes, in their order.
+template <typename Keep> void KeepRootMoves(Keep keep) {
+    int kept = 0;
+    for (int i = 0; i < MoveListTop; i++)
+        if (keep(RootScores[i])) {
+            MoveList[kept]       = MoveList[i];
+            RootScores[kept]     = RootScores[i];
+            RootGivesCheck[kept] = RootGivesCheck[i];
+            kept++;
+        }
+    MoveListTop = kept;
+}
+
+// The root position stood on the board before, within the moves that can be taken back.
+bool RootRepeated() {
+    const int n = HistoryCount;
+    if (n < 4 || !IsReversibleMove(History[n - 1].Move) || !IsReversibleMove(History[n - 2].Move)) return false;
+    for (int i = n - 4; i >= 0; i -= 2) {
+        if (!IsReversibleMove(History[i].Move) || !IsReversibleMove(History[i + 1].Move)) return false;
+        if (History[i].HashKey == thread_board.HashKey) return true;
+    }
+    return false;
+}
+
+// The DTZ of every root move; then a win keeps the moves that still win within the fifty-move
+// budget, a loss the longest resistance when the budget is tight, a draw the drawing moves.
+int filter_root_moves_dtz(int* score) {
+    int success   = 0;
+    const int dtz = probe_dtz(&success);
+    if (!success) return 0;
+    int values[MAX_ROOT_MOVES];
+    for (int i = 0; i < MoveListTop; i++) {
+        MakeMove(MoveList[i].move, 1);
+        int v;
+        if (RootGivesCheck[i] && dtz > 0 && is_checkmated()) {
+            v = 1;
+        } else if (thread_board.FiftyCounter != 0) {
+            v = -probe_dtz(&success);
+            if (v > 0) v++;
+            if (v < 0) v--;
+        } else {
+            v = WdlToDtz[-ProbeWdlInSearch(&success) + 2];
+        }
+        UnmakeMove();
+        if (!success) return 0;
+        values[i] = v;
+    }
+
+    const int cnt50 = thread_board.FiftyCounter;
+    int wdl         = 0;
+    if (dtz > 0) wdl = dtz + cnt50 <= 100 ? 2 : 1;
+    if (dtz < 0) wdl = -dtz + cnt50 <= 100 ? -2 : -1;
+    *score = WdlToScore[wdl + 2];
+    if (wdl == 1 && dtz <= 100) *score = (200 - dtz - cnt50) / 2;
+    if (wdl == -1 && dtz >= -100) *score = -(200 + dtz - cnt50) / 2;
+
+    int low = 0xFFFF, best = 0;
+    for (int i = 0; i < MoveListTop; i++) {
+        if (values[i] > 0 && values[i] < low) low = values[i];
+        if (i == 0 || values[i] < best) best = values[i];
+    }
+    auto keep = [&](int v) {
+        if (dtz > 0) {
+            // Any move that still wins in time when the position has not repeated; the quickest
+            // conversion otherwise.
+            int most = low;
+            if (cnt50 < 100 && cnt50 + low <= 99 && !RootRepeated()) most = 99 - cnt50;
+            return v >= 1 && v <= most;
+        }
+        if (dtz < 0) return cnt50 - 2 * best < 100 || v == best;
+        return v == 0;
+    };
+    int count = 0;
+    for (int i = 0; i < MoveListTop; i++) count += keep(values[i]);
+    // Tables that contradict each other leave the list as it is.
+    if (count == 0) return 0;
+    for (int i = 0; i < MoveListTop; i++) RootScores[i] = values[i];
+    KeepRootMoves(keep);
+    return 1;
+}
+
+// By WDL alone: the moves with the best value stay.
+int filter_root_moves_wdl(int* score) {
+    int success   = 0;
+    const int wdl = ProbeWdlInSearch(&success);
+    if (!success) return 0;
+    *score = WdlToScore[wdl + 2];
+    int values[MAX_ROOT_MOVES], best = -2;
+    for (int i = 0; i < MoveListTop; i++) {
+        MakeMove(MoveList[i].move, 1);
+        values[i] = -ProbeWdlInSearch(&success);
+        UnmakeMove();
+        if (!success) return 0;
+        if (values[i] > best) best = values[i];
+    }
+    for (int i = 0; i < MoveListTop; i++) RootScores[i] = values[i];
+    KeepRootMoves([&](int v) { return v == best; });
+    return 1;
+}
+
+// Whether the tables decide the root, and whether the search may still probe below it.
+void probe_root() {
+    const Position& b = thread_board;
+    RootInTablebase   = 0;
+    if (!TbMaxMen) {
+        TbRootSolved = 1;
+        return;
+    }
+    TbRootSolved = 0;
+    if (b.MenCount > TbMaxMen || b.CastleRights) return;
+    int score = 0;
+    if (filter_root_moves_dtz(&score)) {
+        RootInTablebase = TbRootSolved = 1;
+    } else if (filter_root_moves_wdl(&score)) {
+        RootInTablebase = 1;
+        // Only a won root counts as solved; a draw or a loss is searched with probes as usual.
+        if (score < 1) RootInTablebase = 0;
+    } else {
+        return;
+    }
+    TbHits        = MoveListTop;
+    RootScores[0] = score;
+}
+
+} // namespace
+
 static void UpdateLazyBounds(int iteration);
 static void WaitWhilePondering();
 static int MultiPvSearch(int depthLimit);
@@ -385,6 +520,7 @@ int SearchToDepth(int depthLimit, int useBook) {
 
     PlyStack[0].Flags = 0;
     if (PrepareRootMoves()) return 1;
+    probe_root();
     RootMoveCount = MoveListTop;
     if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) {
         const bool waited = PonderingNow || GoPonder;
@@ -503,6 +639,7 @@ static int MultiPvSearch(int depthLimit) {
     SetUpSearch(depthLimit);
     PlyStack[0].Flags = 0;
     if (PrepareRootMoves()) return 1;
+    probe_root();
     RootMoveCount = MoveListTop;
     if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) return 0;
     Ply = 1;
