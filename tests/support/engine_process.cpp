@@ -33,7 +33,7 @@ std::vector<std::string> Words(const std::string& line) {
 }
 
 EngineProcess::EngineProcess(bool term, const std::vector<std::pair<std::string, std::string>>& files,
-                             const std::string& folder)
+                             const std::string& folder, const std::string& program)
     : terminal(term), workDir(folder.empty() ? dir.path : folder) {
     std::signal(SIGPIPE, SIG_IGN);
     for (auto& [name, content] : files) WriteFileText(workDir + "/" + name, content);
@@ -68,7 +68,7 @@ EngineProcess::EngineProcess(bool term, const std::vector<std::pair<std::string,
         dup2(childOut, 2);
         if (terminal) ioctl(0, TIOCSCTTY, 0);
         if (chdir(workDir.c_str()) != 0) _exit(127);
-        execl(ENGINE_PATH, ENGINE_PATH, (char*)nullptr);
+        execl(program.c_str(), program.c_str(), (char*)nullptr);
         _exit(127);
     }
     close(childIn);

@@ -17,9 +17,9 @@ struct EngineProcess {
     ScratchDir dir;      // the engine's working folder
 
     // Starts the engine; the files (name, content) are written to its folder first. `folder`
-    // other than empty runs it there instead.
+    // other than empty runs it there instead; `program` another engine.
     explicit EngineProcess(bool terminal = false, const std::vector<std::pair<std::string, std::string>>& files = {},
-                           const std::string& folder = "");
+                           const std::string& folder = "", const std::string& program = ENGINE_PATH);
     ~EngineProcess();
     EngineProcess(const EngineProcess&) = delete;
 

@@ -10,6 +10,7 @@
 
 #include "board/attacks.h"
 #include "board/makemove.h"
+#include "board/movegen.h"
 #include "search/root.h"
 #include "tablebases/registry.h"
 #include "tablebases/tbprobe.h"
@@ -18,7 +19,7 @@
 namespace {
 
 struct Probe {
-    std::string fen, table;
+    std::string fen, table, best;
     int wdl, dtz; // the reference's, for the side to move; dtz signed
     std::set<std::string> wins, draws, losses;
     std::vector<std::string> children; // "move:WDL:DTZ", the side to move after the move
@@ -47,7 +48,7 @@ std::vector<Probe> ReadProbes() {
         std::vector<std::string> f;
         std::istringstream fields(line);
         for (std::string field; std::getline(fields, field, '\t');) f.push_back(field);
-        Probe p{f[0], f[1], WdlOfWord(f[3]), std::stoi(f[5]), MoveSet(f[9]), MoveSet(f[10]), MoveSet(f[11]), {}};
+        Probe p{f[0], f[1], f[8], WdlOfWord(f[3]), std::stoi(f[5]), MoveSet(f[9]), MoveSet(f[10]), MoveSet(f[11]), {}};
         std::istringstream children(f[12]);
         for (std::string c; children >> c;) p.children.push_back(c);
         probes.push_back(p);
@@ -131,5 +132,120 @@ TEST_F(TablebaseTest, AgreesWithTheReferenceProber) {
         EXPECT_EQ(thread_board.FiftyCounter, fifty);
     }
     std::printf("WDL %d/%d agree, DTZ %d/%d agree\n", wdlAgree, wdlCount, dtzAgree, dtzCount);
+}
+
+// The root keeps exactly the moves that win, or that draw; a lost root keeps the longest
+// resistance or, while the fifty-move budget allows, every move; the reference's own choice
+// always stays.
+TEST_F(TablebaseTest, RootKeepsTheMovesThatKeepTheResult) {
+    for (const Probe& probe : ReadProbes()) {
+        Load(probe.fen);
+        thread_board.FiftyCounter = std::stoi(Words(probe.fen)[4]);
+        SearchToDepth(1);
+        std::set<std::string> kept;
+        for (int i = 0; i < RootMoveCount; i++) kept.insert(MoveText(MoveList[i].move));
+        EXPECT_TRUE(RootInTablebase && TbRootSolved) << probe.fen;
+        EXPECT_EQ(kept.count(probe.best), 1u) << probe.fen;
+        if (thread_board.FiftyCounter) continue;
+        const std::set<std::string>& expected = probe.wdl > 0 ? probe.wins : probe.wdl == 0 ? probe.draws : kept;
+        EXPECT_EQ(kept, expected) << probe.fen;
+        EXPECT_TRUE(std::includes(probe.losses.begin(), probe.losses.end(), kept.begin(), kept.end()) || probe.wdl >= 0);
+    }
+}
+
+// A check is mate exactly when the plain generator finds no legal move, two plies deep from the
+// perft suites, the tactical suite and the table positions.
+TEST_F(TablebaseTest, CheckmateTestMatchesTheMoveList) {
+    std::vector<std::string> fens;
+    for (const char* suite : {"perftsuite.epd", "tricky.epd"})
+        for (const PerftCase& c : ReadPerft(suite)) fens.push_back(c.fen);
+    for (const EpdLine& line : ReadEpd("epd/wac.epd")) fens.push_back(line.fen);
+    for (const Probe& probe : ReadProbes()) fens.push_back(probe.fen);
+    int mates = 0;
+    for (const std::string& fen : fens) {
+        Load(fen);
+        for (Move m1 : LegalMoves()) {
+            MakeMove(m1, 1);
+            for (Move m2 : LegalMoves()) {
+                MakeMove(m2, 1);
+                const int us = thread_board.SideToMove;
+                if (IsSquareAttacked(ChangeSide(us), thread_board.KingSquare[us])) {
+                    const bool mated = SlowLegalMoves().empty();
+                    mates += mated;
+                    EXPECT_EQ(is_checkmated() != 0, mated) << PositionText(0);
+                }
+                UnmakeMove();
+            }
+            UnmakeMove();
+        }
+    }
+    EXPECT_GE(mates, 100) << mates;
+}
+
+// Damaged files: each is found on the path but never read past its end; the probe fails, says
+// so once, and the other tables still answer.
+TEST_F(TablebaseTest, MissingEmptyDamagedAndCutFilesAreNoTables) {
+    EXPECT_EQ(Open("/nonexistent/tables"), "info string Found 0 tablebases.\n");
+    EXPECT_EQ(TbMaxMen, 0);
+    EXPECT_EQ(Open(""), "");
+    ScratchDir a, b;
+    for (const char* name : {"KQvK.rtbw", "KQvK.rtbz", "KPvK.rtbw", "KPvK.rtbz"})
+        std::filesystem::copy_file(DataPath("syzygy/") + name, a.File(name));
+    for (const char* name : {"KRvK.rtbw", "KRvK.rtbz"}) std::filesystem::copy_file(DataPath("syzygy/") + name, b.File(name));
+    EXPECT_EQ(Open(a.path + ";;" + b.path), "info string Found 3 tablebases.\n");
+    EXPECT_EQ(Open(a.path + ":" + b.path), "info string Found 3 tablebases.\n");
+    const std::string kqk = "8/8/8/8/8/8/1Q6/K6k w - - 0 1", kpk = "4k3/8/4K3/4P3/8/8/8/8 w - - 0 1";
+    // The probe of the table's position with `bytes` as the file: what it said, and its value, or
+    // -9 when it failed.
+    auto probeWith = [&](const std::string& name, const std::string& bytes) {
+        a.Write(name, bytes);
+        Open(a.path + ";" + b.path);
+        Load(name[1] == 'Q' ? kqk : kpk);
+        Probed p;
+        const std::string said = Printed([&] { p = ProbeHere(); });
+        Load("8/8/8/4k3/8/8/8/R3K3 w - - 0 1");
+        EXPECT_EQ(ProbeHere().dtz, 27) << "the sound table on the other path";
+        const bool dtz = name.back() == 'z';
+        return std::make_pair((dtz ? p.dtzSuccess : p.wdlSuccess) ? (dtz ? p.dtz : p.wdl) : -9, said);
+    };
+    for (const std::string name : {"KQvK.rtbw", "KQvK.rtbz", "KPvK.rtbw", "KPvK.rtbz"}) {
+        const std::string whole = ReadFileText(DataPath("syzygy/") + name);
+        const int sound         = probeWith(name, whole).first;
+        std::string damaged     = whole;
+        damaged[0] ^= 1;
+        EXPECT_EQ(probeWith(name, damaged), std::make_pair(-9, std::string("Corrupted table.\n"))) << name;
+        damaged = whole;
+        damaged[13] = damaged[14] = damaged[15] = char(0x7F); // block count of the first stream
+        EXPECT_EQ(probeWith(name, damaged).first, -9) << name;
+        // A file cut short fails unless only bytes that no value needs were cut.
+        for (size_t cut = 0; cut < whole.size(); cut += cut < 300 ? 1 : 97) {
+            const int v = probeWith(name, whole.substr(0, cut)).first;
+            EXPECT_TRUE(v == -9 || v == sound) << name << " cut at " << cut;
+        }
+        // Damaged data of the right size decodes to something or fails, and reads nothing else.
+        for (size_t i = 600; i < whole.size(); i++) damaged[i] = char(whole[i] * 7 + 1);
+        probeWith(name, damaged);
+        a.Write(name, whole);
+    }
+    a.Remove("KQvK.rtbz");
+    Open(a.path);
+    Load(kqk);
+    const Probed p = ProbeHere();
+    EXPECT_EQ(std::make_pair(p.wdlSuccess, p.dtzSuccess), std::make_pair(1, 0));
+}
+
+// Every material up to six men registers, however the name puts its sides.
+TEST_F(TablebaseTest, EveryMaterialUpToSixMenRegisters) {
+    ScratchDir dir;
+    std::vector<std::string> sides{""};
+    for (size_t at = 0; at < sides.size(); at++)
+        for (char c : std::string("QRBNP"))
+            if (sides[at].size() < 4 && (sides[at].empty() || std::string("QRBNP").find(c) >= std::string("QRBNP").find(sides[at].back())))
+                sides.push_back(sides[at] + c);
+    for (const std::string& left : sides)
+        for (const std::string& right : sides)
+            if (!left.empty() && left.size() + right.size() <= 4) dir.Write("K" + left + "vK" + right + ".rtbw", "");
+    EXPECT_EQ(Open(dir.path), "info string Found 510 tablebases.\n");
+    EXPECT_EQ(TbMaxMen, 6);
 }
 } // namespace
