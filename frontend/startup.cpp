@@ -11,6 +11,7 @@
 #include "book/book.h"
 #include "book/learn.h"
 #include "eval/evaluate.h"
+#include "eval/sigmoid.h"
 #include "eval/values.h"
 #include "frontend/command.h"
 #include "frontend/config.h"
@@ -65,6 +66,7 @@ void InitializeEngine() {
 
     InitBoardTables();
     LoadEvaluationValues();
+    InitSigmoidTables();
 
     ReadConfigurationFile();
     AllocateTables();

@@ -11,6 +11,7 @@
 #include "book/book.h"
 #include "book/learn.h"
 #include "eval/evaluate.h"
+#include "eval/sigmoid.h"
 #include "eval/values.h"
 #include "frontend/game.h"
 #include "frontend/settings.h"
@@ -27,6 +28,7 @@ void FreshEngine() {
         built = true;
         InitBoardTables();
         Printed([] { LoadEvaluationValues(); }); // no values.txt here: the compiled-in weights
+        InitSigmoidTables();
     }
     CloseBook();
     SetDefaultSettings();
