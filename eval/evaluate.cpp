@@ -344,7 +344,10 @@ int Evaluate() {
         e.Cacheable = 0;
     } else {
         EvalCacheEntry* slot = nullptr;
-        const u64 key        = b.HashKey ^ ZobristCastle[b.CastleRights];
+        u64 key = b.HashKey ^ ZobristCastle[b.CastleRights];
+        // With Aggressivity and Cowardice apart a king's shelter weighs by whose king it is, so
+        // each engine side has an entry of its own.
+        if (AggressivityHalf != CowardiceHalf && EngineSide == BLACK) key = ~key;
         value                = EVAL_UNKNOWN;
         if (EvalCache) {
             slot = CacheSlot(key);

@@ -68,7 +68,8 @@ struct EvalInfo {
 };
 extern EvalInfo thread_eval_info;
 
-// One position for both sides to move.
+// One position for both sides to move. The key is inverted for Black as the engine's side when
+// Aggressivity and Cowardice differ, since the shelter terms then depend on whose king is whose.
 //   0 key (HashKey ^ ZobristCastle[CastleRights])  8 weak[2]  24 attacks[2]
 //  40 score[White to move, Black to move] (-32700 not known)  44 material  46 padding
 struct EvalCacheEntry {

@@ -38,7 +38,8 @@ void ClearPawnHash() {
     // A structure without pawns has key 0: neither an empty slot nor the memo may claim it.
     thread_eval_info.PawnMemo.PawnKey = ~0ULL;
     if (!PawnHash) return;
-    std::memset(static_cast<void*>(PawnHash), 0, size_t(PawnHashEntries + PAWN_HASH_SPARE) * sizeof(PawnHashEntry));
+    std::memset(static_cast<void*>(PawnHash), 0,
+                size_t(PawnHashEntries + PAWN_HASH_SPARE) * sizeof(PawnHashEntry));
     PawnHash[0].PawnKey = ~0ULL;
 }
 
@@ -54,7 +55,9 @@ static PawnHashEntry* PawnSlot(u64 key) {
 namespace {
 
 constexpr u64 FILE_A = 0x0101010101010101ULL;
-constexpr u64 RankMask(int rank) { return 0xFFULL << (8 * rank); }
+constexpr u64 RankMask(int rank) {
+    return 0xFFULL << (8 * rank);
+}
 constexpr u64 FilesFrom(int first, int last) {
     u64 files = 0;
     for (int f = first; f <= last; f++) files |= FILE_A << f;
@@ -93,7 +96,8 @@ bool IsBackward(const Outlook& o, int s) {
     const int fourth = o.side == WHITE ? 3 : 4;
     if (o.RelativeRank(s) == 1 && (o.own & NeighbourFiles[s] & RankMask(fourth))) {
         const int next = o.Ahead(stop);
-        if (!(all & (Bit(stop) | Bit(next))) && !(o.enemy & (o.Forward(stop) | o.Forward(next)))) return lever;
+        if (!(all & (Bit(stop) | Bit(next))) && !(o.enemy & (o.Forward(stop) | o.Forward(next))))
+            return lever;
     }
     return true;
 }
@@ -140,10 +144,10 @@ int32_t ScoreSide(const Outlook& o, PawnHashEntry& memo) {
             if (!(o.enemy & o.PassedMask(s))) {
                 memo.PassedVector[side] |= file;
             } else {
-                const int supporters = std::popcount(neighbours & (level | o.RanksBehind(s)));
-                const int sentries   = std::popcount(o.enemy & NeighbourFiles[s] & o.RanksAhead(s));
+                const int supporters = PopCount(neighbours & (level | o.RanksBehind(s)));
+                const int sentries   = PopCount(o.enemy & NeighbourFiles[s] & o.RanksAhead(s));
                 candidate            = supporters >= sentries &&
-                            std::popcount(o.own & o.BehindDiagonals(s)) >= std::popcount(o.enemy & o.Forward(s));
+                            PopCount(o.own & o.BehindDiagonals(s)) >= PopCount(o.enemy & o.Forward(s));
             }
         }
         if (o.RelativeRank(s) >= 5 && HasLeverSupport(o, s)) sum += PawnLeverSupport[at];
@@ -161,7 +165,9 @@ int32_t ScoreSide(const Outlook& o, PawnHashEntry& memo) {
     return sum;
 }
 
-int Span(int files) { return files ? LastBit8[files] - FirstBit8[files] + 1 : 0; }
+int Span(int files) {
+    return files ? LastBit8[files] - FirstBit8[files] + 1 : 0;
+}
 
 // The structure of thread_board scored from nothing into the memo.
 void ScoreStructure() {
@@ -185,7 +191,7 @@ int Storm(int side, u64 stormFiles, u64 coverFiles) {
     const u64 cover   = b.Pieces[PAWN][side] & coverFiles;
     const u64 zone    = side == WHITE ? RankMask(1) | RankMask(2) | RankMask(3) | RankMask(4)
                                       : RankMask(3) | RankMask(4) | RankMask(5) | RankMask(6);
-    int sum = 0;
+    int sum           = 0;
     for (u64 set = b.Pieces[PAWN][enemy] & stormFiles & zone; set; set &= set - 1) {
         const int s       = std::countr_zero(set);
         const int near    = side == WHITE ? 4 - RankOf(s) : RankOf(s) - 3;
@@ -216,9 +222,11 @@ int ShelterFileCode(int side, int file) {
 void EvaluatePawnShelter() {
     PawnHashEntry& memo = thread_eval_info.PawnMemo;
     for (int side = WHITE; side <= BLACK; side++) {
-        auto code = [side](int file) { return ShelterFileCode(side, file); };
-        const int king  = ShelterTable[code(5) | code(6) << 3 | code(7) << 6] + Storm(side, FilesFrom(4, 7), FilesFrom(5, 7));
-        const int queen = ShelterTable[code(2) | code(1) << 3 | code(0) << 6] + Storm(side, FilesFrom(0, 3), FilesFrom(0, 2));
+        auto code      = [side](int file) { return ShelterFileCode(side, file); };
+        const int king = ShelterTable[code(5) | code(6) << 3 | code(7) << 6] +
+                         Storm(side, FilesFrom(4, 7), FilesFrom(5, 7));
+        const int queen = ShelterTable[code(2) | code(1) << 3 | code(0) << 6] +
+                          Storm(side, FilesFrom(0, 3), FilesFrom(0, 2));
         memo.WingShelter[side][0] = uint8_t(king);
         memo.WingShelter[side][1] = uint8_t(queen);
     }
@@ -244,7 +252,8 @@ void EvaluatePawns() {
     e.PackedScore += memo.PawnScore;
     for (int side = WHITE; side <= BLACK; side++) {
         u64 files = 0;
-        for (int set = memo.PassedVector[side]; set; set &= set - 1) files |= FILE_A << std::countr_zero(unsigned(set));
+        for (int set = memo.PassedVector[side]; set; set &= set - 1)
+            files |= FILE_A << std::countr_zero(unsigned(set));
         e.PassedPawns[side] = b.Pieces[PAWN][side] & files;
     }
 }

@@ -5,7 +5,7 @@
 // Pawn walls and rooks shut in by their own king.
 void EvaluateKingCorners();
 void EvaluateRooks(int side);
-// Pawn attack maps, and pawn attacks on the king rings.
+// Pawn attack maps (their part in the king attack is counted with the rest of it).
 void EvaluatePawnAttacks();
 void EvaluateLoosePawns();
 // Blocked pawns and the square classes of the trapped-minor test.

@@ -28,12 +28,14 @@ void InitPressureSigmoid() {
 
 void InitAttackHorrorSigmoid() {
 #pragma omp parallel for schedule(static)
-    for (int i = 0; i < 512; i++) AttackHorrorSigmoid[i] = Logistic(AttackHorrorA, AttackHorrorB, AttackHorrorC, i);
+    for (int i = 0; i < 512; i++)
+        AttackHorrorSigmoid[i] = Logistic(AttackHorrorA, AttackHorrorB, AttackHorrorC, i);
 }
 
 void InitDefendHorrorSigmoid() {
 #pragma omp parallel for schedule(static)
-    for (int i = 0; i < 512; i++) DefendHorrorSigmoid[i] = Logistic(DefendHorrorA, DefendHorrorB, DefendHorrorC, i);
+    for (int i = 0; i < 512; i++)
+        DefendHorrorSigmoid[i] = Logistic(DefendHorrorA, DefendHorrorB, DefendHorrorC, i);
 }
 
 void InitSigmoidTables() {

@@ -34,8 +34,9 @@ const PawnHashEntry& Structure(const std::string& fen) {
 // Black's pawns of one kind less White's: the kind's table alone weighs 1 in its midgame half
 // (-1 for the penalties, which are subtracted).
 int Count(const std::string& fen, int32_t* table, int size = 64) {
-    const bool penalty = table == PawnDoubledMg || table == PawnIsolatedOpenMg || table == PawnIsolatedClosedMg ||
-                         table == PawnBackwardOpenMg || table == PawnBackwardClosedMg;
+    const bool penalty = table == PawnDoubledMg || table == PawnIsolatedOpenMg ||
+                         table == PawnIsolatedClosedMg || table == PawnBackwardOpenMg ||
+                         table == PawnBackwardClosedMg;
     std::fill(table, table + size, penalty ? -1 : 1);
     BuildDerivedTables();
     PackEvaluationTables();
@@ -68,7 +69,7 @@ TEST_F(PawnsTest, EachKindOfPawnIsFoundWhereItStands) {
         {"4k3/2p5/8/3p4/1P6/8/2PP4/4K3 w - - 0 1", PawnBackwardOpenMg, 0},
         {"4k3/8/8/2pp4/8/3P4/8/4K3 w - - 0 1", PawnCandidateMg, 1}, // c5 with d5 against d3
         {"4k3/8/8/2p5/8/3P4/8/4K3 w - - 0 1", PawnCandidateMg, 0},
-        {"4k3/8/8/8/1ppp4/1P6/8/4K3 w - - 0 1", PawnCandidateMg, 0}, // b3 attacks c4, nothing defends it
+        {"4k3/8/8/8/1ppp4/1P6/8/4K3 w - - 0 1", PawnCandidateMg, 0},  // b3 attacks c4, nothing defends it
         {"4k3/8/8/8/1p6/p7/P7/4K3 w - - 0 1", PawnLeverSupportMg, 1}, // b4 breaks through to b3
         {"4k3/8/8/8/1p6/p7/P1P5/4K3 w - - 0 1", PawnLeverSupportMg, 0},
     };
@@ -112,7 +113,8 @@ TEST_F(PawnsTest, TheTableAndTheMemoGiveBackAFreshLook) {
     PackEvaluationTables();
 
     std::vector<std::string> fens = SuiteFens();
-    using Seen = std::pair<std::string, u64>; // the memo's bytes, the passers
+    // The memo's bytes, and the passers.
+    using Seen = std::pair<std::string, u64>;
     auto look  = [](const std::string& fen) {
         Load(fen);
         EvaluatePawns();
@@ -131,6 +133,18 @@ TEST_F(PawnsTest, TheTableAndTheMemoGiveBackAFreshLook) {
             for (int again = 0; again < 2; again++) {
                 ASSERT_TRUE(look(fen) == fresh[fen]) << fen;
             }
+}
+
+// The table only saves work: a search sees the same scores with it, with a tiny one and without.
+TEST_F(PawnsTest, NoTableSizeChangesASearch) {
+    Load("r1bq1rk1/pp2ppbp/2np1np1/8/3NP3/2N1BP2/PPPQ2PP/R3KB1R w KQ - 0 1");
+    const SearchOutcome usual = SearchToDepth(8);
+    for (int mb : {0, 1}) {
+        SetPawnHashSize(mb);
+        const SearchOutcome other = SearchToDepth(8);
+        EXPECT_EQ(other.nodes, usual.nodes) << mb << " MB";
+        EXPECT_EQ(other.best, usual.best) << mb << " MB";
+    }
 }
 
 } // namespace

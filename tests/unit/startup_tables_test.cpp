@@ -18,6 +18,7 @@ TEST(StartupTablesTest, ThreadedBuildsEqualASerialBuild) {
         void* at;
         size_t size;
     };
+    // clang-format off
 #define T(x) Block{static_cast<void*>(&(x)), sizeof(x)}
     const Block tables[] = {
         T(RankAttacks), T(FileAttacks), T(DiagA8H1Attacks), T(DiagA1H8Attacks), T(WhitePawnAttacks),
@@ -30,6 +31,7 @@ TEST(StartupTablesTest, ThreadedBuildsEqualASerialBuild) {
         T(PawnFileClass), T(KingOppositionMask), T(PieceSquareTable), T(PstMg16), T(PstEg16), T(KnightDistance),
         T(KnightIntercept), T(PawnEndgameSigmoid), T(PressureSigmoid), T(AttackHorrorSigmoid),
         T(DefendHorrorSigmoid)};
+    // clang-format on
 #undef T
     auto build = [&](int threads, int garbage) {
         for (const Block& b : tables) std::memset(b.at, garbage, b.size);
