@@ -1,5 +1,5 @@
-// The tables that start-up builds in parallel loops: the same bytes on one thread as on several,
-// and the spot values of the logistic curves.
+// The tables that start-up builds in parallel loops (geometry, logistic curves, the register of
+// tablebases): the same bytes on one thread as on several; and the spot values of the curves.
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -7,6 +7,7 @@
 
 #include "board/geometry.h"
 #include "eval/sigmoid.h"
+#include "tablebases/registry.h"
 #include "tests/support/engine_setup.h"
 
 namespace {
@@ -30,7 +31,7 @@ TEST(StartupTablesTest, ThreadedBuildsEqualASerialBuild) {
         T(PawnSquareBlackWide), T(FirstBit8), T(LastBit8), T(PopCount8), T(ReverseByte8), T(ToLowerTable),
         T(PawnFileClass), T(KingOppositionMask), T(PieceSquareTable), T(PstMg16), T(PstEg16), T(KnightDistance),
         T(KnightIntercept), T(PawnEndgameSigmoid), T(PressureSigmoid), T(AttackHorrorSigmoid),
-        T(DefendHorrorSigmoid)};
+        T(DefendHorrorSigmoid), T(TableHash)};
     // clang-format on
 #undef T
     auto build = [&](int threads, int garbage) {
@@ -38,6 +39,7 @@ TEST(StartupTablesTest, ThreadedBuildsEqualASerialBuild) {
         omp_set_num_threads(threads);
         InitBoardTables();
         InitSigmoidTables();
+        Printed([] { init_tablebases(DataPath("syzygy").c_str()); });
         std::string image;
         for (const Block& b : tables) image.append(static_cast<const char*>(b.at), b.size);
         return image;
@@ -47,6 +49,7 @@ TEST(StartupTablesTest, ThreadedBuildsEqualASerialBuild) {
     EXPECT_TRUE(serial == build(4, 0xA5));
     EXPECT_TRUE(serial == build(3, 0x5A));
     omp_set_num_threads(saved);
+    init_tablebases("<empty>");
 }
 
 // The curves as their parameters promise: the passer term odd around 0 and ending at +-25, the
