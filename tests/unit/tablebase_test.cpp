@@ -2,6 +2,7 @@
 // them; the root lists the tables leave; and files that are missing, damaged or cut short.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -247,5 +248,26 @@ TEST_F(TablebaseTest, EveryMaterialUpToSixMenRegisters) {
             if (!left.empty() && left.size() + right.size() <= 4) dir.Write("K" + left + "vK" + right + ".rtbw", "");
     EXPECT_EQ(Open(dir.path), "info string Found 510 tablebases.\n");
     EXPECT_EQ(TbMaxMen, 6);
+}
+
+// Speed, not a check: registering the 70 files, and WDL probes per second over the 125 positions
+// with every table loaded.
+TEST_F(TablebaseTest, DISABLED_MeasureSpeed) {
+    using Clock = std::chrono::steady_clock;
+    auto since  = [](Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); };
+    const Clock::time_point start = Clock::now();
+    for (int i = 0; i < 100; i++) Open(DataPath("syzygy"));
+    const double openSeconds = since(start) / 100;
+    const std::vector<Probe> probes = ReadProbes();
+    for (const Probe& probe : probes) Load(probe.fen), ProbeHere();
+    double seconds = 0;
+    int success;
+    for (const Probe& probe : probes) {
+        Load(probe.fen);
+        const Clock::time_point t = Clock::now();
+        for (int i = 0; i < 2000; i++) ProbeWdlInSearch(&success);
+        seconds += since(t);
+    }
+    std::printf("registration %.3f ms; %.0f WDL probes per second\n", openSeconds * 1000, 2000 * probes.size() / seconds);
 }
 } // namespace
