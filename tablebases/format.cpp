@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr int KING_PAIRS     = 462;
-constexpr int THREE_UNIQUE   = 31332;
-constexpr int NO_ORDER       = 15;
+constexpr int KING_PAIRS       = 462;
+constexpr int THREE_UNIQUE     = 31332;
+constexpr int NO_ORDER         = 15;
 constexpr uint8_t WDL_MAGIC[4] = {0x71, 0xE8, 0x23, 0x5D};
 constexpr uint8_t DTZ_MAGIC[4] = {0xD7, 0x66, 0x0C, 0xA5};
 
@@ -159,8 +159,8 @@ uint64_t encode_piece_index(int men, int encoding, const TableSection* section, 
         else if (DiagonalSide[sq[1]])
             idx = 6 * 63 * 62 + DiagonalIndex[sq[0]] * 28 * 62 + LowerIndex[sq[1]] * 62 + sq[2] - b;
         else if (DiagonalSide[sq[2]])
-            idx = 6 * 63 * 62 + 4 * 28 * 62 + DiagonalIndex[sq[0]] * 7 * 28 + (DiagonalIndex[sq[1]] - a) * 28 +
-                  LowerIndex[sq[2]];
+            idx = 6 * 63 * 62 + 4 * 28 * 62 + DiagonalIndex[sq[0]] * 7 * 28 +
+                  (DiagonalIndex[sq[1]] - a) * 28 + LowerIndex[sq[2]];
         else
             idx = 6 * 63 * 62 + 4 * 28 * 62 + 4 * 7 * 28 + DiagonalIndex[sq[0]] * 7 * 6 +
                   (DiagonalIndex[sq[1]] - a) * 6 + DiagonalIndex[sq[2]] - b;
@@ -174,7 +174,8 @@ uint64_t encode_pawn_index(int men, const uint8_t* pawns, const TableSection* se
         for (int i = 0; i < men; i++) sq[i] ^= 7;
     // The other leading pawns, highest order index first.
     for (int i = 2; i < pawns[0]; i++)
-        for (int j = i; j > 1 && PawnOrderIndex[sq[j]] > PawnOrderIndex[sq[j - 1]]; j--) std::swap(sq[j], sq[j - 1]);
+        for (int j = i; j > 1 && PawnOrderIndex[sq[j]] > PawnOrderIndex[sq[j - 1]]; j--)
+            std::swap(sq[j], sq[j - 1]);
     const int t  = pawns[0] - 1;
     uint64_t idx = PawnIndexBase[t][LeadPawnIndex[sq[0]]];
     for (int i = t; i >= 1; i--) idx += Binomial[t - i][PawnOrderIndex[sq[i]]];
@@ -209,8 +210,12 @@ struct Reader {
     }
 };
 
-inline uint32_t U16(const uint8_t* p) { return uint32_t(p[0]) | (uint32_t(p[1]) << 8); }
-inline uint32_t U32(const uint8_t* p) { return U16(p) | (U16(p + 2) << 16); }
+inline uint32_t U16(const uint8_t* p) {
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8);
+}
+inline uint32_t U32(const uint8_t* p) {
+    return U16(p) | (U16(p + 2) << 16);
+}
 
 // Piece codes of the files: 1 pawn, 2 knight, 3 bishop, 4 rook, 5 queen, 6 king; +8 the second side.
 constexpr int PieceOfCode[7] = {0, PAWN, KNIGHT, BISHOP, ROOK, QUEEN, KING};
@@ -238,21 +243,27 @@ void ComputeGroups(TableSection* s, int men, int first, int second) {
         int j = i + 1;
         while (j < men && s->pieces[j] == s->pieces[i]) j++;
         s->group_size[i] = uint8_t(j - i);
-        i            = j;
+        i                = j;
     }
 }
 
-// Factors of the groups in the order the file gives; the result is the number of positions, or 0
-// when the order names no group.
-uint64_t ComputePieceFactors(TableSection* s, int men, int encoding, int order) {
-    uint64_t f = 1;
-    int n = 64 - s->group_size[0], i = s->group_size[0];
+// Factors of the groups in the order the file gives: the leading group, with `leadPlaces` ways to
+// stand, at place `order`; the other side's pawns, with `secondPlaces`, at `order2` (-1: none);
+// then the groups of like men from `i` on. The result is the number of positions, or 0 when the
+// order names no place for the leading group.
+uint64_t ComputeFactors(TableSection* s, int men, int order, uint64_t leadPlaces, int order2,
+                        uint64_t secondPlaces, int i) {
+    int n        = 64 - i;
+    uint64_t f   = 1;
     bool leading = false;
-    for (int k = 0; i < men || k == order; k++) {
+    for (int k = 0; i < men || k == order || k == order2; k++) {
         if (k == order) {
             s->factor[0] = uint32_t(f);
-            f *= encoding == 0 ? THREE_UNIQUE : KING_PAIRS;
+            f *= leadPlaces;
             leading = true;
+        } else if (k == order2) {
+            s->factor[s->group_size[0]] = uint32_t(f);
+            f *= secondPlaces;
         } else {
             s->factor[i] = uint32_t(f);
             f *= Binomial[s->group_size[i] - 1][n];
@@ -261,37 +272,25 @@ uint64_t ComputePieceFactors(TableSection* s, int men, int encoding, int order) 
         }
     }
     return leading ? f : 0;
+}
+
+uint64_t ComputePieceFactors(TableSection* s, int men, int encoding, int order) {
+    return ComputeFactors(s, men, order, encoding == 0 ? THREE_UNIQUE : KING_PAIRS, -1, 0, s->group_size[0]);
 }
 
 uint64_t ComputePawnFactors(TableSection* s, int men, int order, int order2, int file) {
     const int lead = s->group_size[0];
-    int i          = lead + (order2 < NO_ORDER ? s->group_size[lead] : 0);
-    int n          = 64 - i;
-    uint64_t f     = 1;
-    bool leading   = false;
-    for (int k = 0; i < men || k == order || k == order2; k++) {
-        if (k == order) {
-            s->factor[0] = uint32_t(f);
-            f *= PawnIndexSize[lead - 1][file];
-            leading = true;
-        } else if (k == order2) {
-            s->factor[lead] = uint32_t(f);
-            f *= Binomial[s->group_size[lead] - 1][48 - lead];
-        } else {
-            s->factor[i] = uint32_t(f);
-            f *= Binomial[s->group_size[i] - 1][n];
-            n -= s->group_size[i];
-            i += s->group_size[i];
-        }
-    }
-    return leading ? f : 0;
+    if (order2 == NO_ORDER) return ComputeFactors(s, men, order, PawnIndexSize[lead - 1][file], -1, 0, lead);
+    const int second = s->group_size[lead];
+    return ComputeFactors(s, men, order, PawnIndexSize[lead - 1][file], order2,
+                          Binomial[second - 1][48 - lead], lead + second);
 }
 
 // The symbol lengths of a stream; false when a pattern names no symbol or the symbols loop.
 bool ComputeSymbolLength(PairsData* d, int s, uint8_t* state) {
     if (state[s] == 2) return true;
     if (state[s] == 1) return false;
-    state[s]        = 1;
+    state[s]         = 1;
     const uint8_t* p = d->symbol_pattern + 3 * s;
     const int s1 = ((p[1] & 0xF) << 8) | p[0], s2 = (p[2] << 4) | (p[1] >> 4);
     if (s2 == 0xFFF) {
@@ -307,13 +306,34 @@ bool ComputeSymbolLength(PairsData* d, int s, uint8_t* state) {
     return true;
 }
 
+// One side's piece list in a file block (order byte, the other pawns' order byte when there are
+// such pawns, the piece codes), with its groups and factors: the number of positions, or 0 when
+// the block does not fit the material.
+template <typename Entry>
+uint64_t ReadSection(TableSection* s, const Entry* e, const uint8_t* block, int side, int file) {
+    const int men = e->men < TBPIECES ? e->men : TBPIECES, shift = side ? 4 : 0;
+    const bool has2      = e->has_pawns && e->pawns[1];
+    const int order      = (block[0] >> shift) & 15;
+    const uint8_t* codes = block + 1 + has2;
+    for (int i = 0; i < men; i++) s->pieces[i] = uint8_t((codes[i] >> shift) & 15);
+    uint64_t positions;
+    if (e->has_pawns) {
+        ComputeGroups(s, men, e->pawns[0], e->pawns[1]);
+        positions = ComputePawnFactors(s, men, order, has2 ? (block[1] >> shift) & 15 : NO_ORDER, file);
+    } else {
+        ComputeGroups(s, men, e->encoding == 0 ? 3 : 2, 0);
+        positions = ComputePieceFactors(s, men, e->encoding, order);
+    }
+    return PiecesMatch(s->pieces, men, e->key) ? positions : 0;
+}
+
 struct StreamSizes {
     uint64_t index, size, data;
 };
 
 // The head of one stream; nullptr when it is damaged. A stream of one value has no other parts.
 PairsData* read_pairs_header(Reader& r, uint64_t positions, StreamSizes& sizes, uint8_t& flags, bool isWdl) {
-    sizes = {0, 0, 0};
+    sizes            = {0, 0, 0};
     const uint8_t* h = r.Take(2);
     if (!h) return nullptr;
     flags = h[0];
@@ -327,27 +347,28 @@ PairsData* read_pairs_header(Reader& r, uint64_t positions, StreamSizes& sizes, 
     const uint8_t* rest = r.Take(8);
     if (!rest) return nullptr;
     const int blockBits = h[1], indexBits = rest[0], longest = rest[6], shortest = rest[7];
-    if (blockBits > 32 || indexBits > 32 || shortest < 1 || longest < shortest || longest > 63) return nullptr;
-    const int lengths          = longest - shortest + 1;
-    const uint8_t* codeOffset  = r.Take(2 * lengths);
-    const uint8_t* countBytes  = r.Take(2);
+    if (blockBits > 32 || indexBits > 32 || shortest < 1 || longest < shortest || longest > 63)
+        return nullptr;
+    const int lengths         = longest - shortest + 1;
+    const uint8_t* codeOffset = r.Take(2 * lengths);
+    const uint8_t* countBytes = r.Take(2);
     if (!countBytes) return nullptr;
-    const int symbols          = int(U16(countBytes));
-    const uint8_t* patterns    = r.Take(3 * symbols + (symbols & 1));
+    const int symbols       = int(U16(countBytes));
+    const uint8_t* patterns = r.Take(3 * symbols + (symbols & 1));
     if (!patterns || symbols > 4096) return nullptr;
 
     auto* d = static_cast<PairsData*>(std::calloc(1, sizeof(PairsData) + symbols));
     if (!d) OutOfMemory();
-    d->block_bits     = blockBits;
-    d->index_bits     = indexBits;
-    d->shortest_code  = shortest;
-    d->longest_code   = longest;
-    d->block_count    = U32(rest + 2);
-    d->size_count     = d->block_count + rest[1];
-    d->symbol_count   = symbols;
-    d->code_offset    = codeOffset;
-    d->symbol_pattern = patterns;
-    d->position_count = positions;
+    d->block_bits       = blockBits;
+    d->index_bits       = indexBits;
+    d->shortest_code    = shortest;
+    d->longest_code     = longest;
+    d->block_count      = U32(rest + 2);
+    d->size_count       = d->block_count + rest[1];
+    d->symbol_count     = symbols;
+    d->code_offset      = codeOffset;
+    d->symbol_pattern   = patterns;
+    d->position_count   = positions;
     uint8_t state[4096] = {};
     for (int s = 0; s < symbols; s++)
         if (!ComputeSymbolLength(d, s, state)) {
@@ -410,32 +431,15 @@ int read_wdl_table(TableEntry* e, const char* name) {
     Reader r{file.data, file.size, 5, false};
     const bool twoSides = file.data[4] & 1;
     const int files     = e->has_pawns ? 4 : 1;
-    const int men       = e->men < TBPIECES ? e->men : TBPIECES;
+    const int blockSize = 1 + (e->has_pawns && e->pawns[1]) + e->men;
     uint64_t positions[4][2];
     bool ok = true;
     for (int f = 0; f < files && ok; f++) {
-        const uint8_t* order  = r.Take(1);
-        const uint8_t* order2 = e->has_pawns && e->pawns[1] ? r.Take(1) : nullptr;
-        const uint8_t* codes  = r.Take(men);
-        if (!codes) {
-            ok = false;
-            break;
-        }
-        for (int side = 0; side < 2; side++) {
-            TableSection* s = &e->section[f][side];
-            for (int i = 0; i < men; i++) s->pieces[i] = uint8_t(side ? codes[i] >> 4 : codes[i] & 15);
-            const int o  = side ? order[0] >> 4 : order[0] & 15;
-            const int o2 = order2 ? (side ? order2[0] >> 4 : order2[0] & 15) : NO_ORDER;
-            if (e->has_pawns) {
-                ComputeGroups(s, men, e->pawns[0], e->pawns[1]);
-                positions[f][side] = ComputePawnFactors(s, men, o, o2, f);
-            } else {
-                ComputeGroups(s, men, e->encoding == 0 ? 3 : 2, 0);
-                positions[f][side] = ComputePieceFactors(s, men, e->encoding, o);
-            }
-            // Side 1 need not be stored at all; then its list is not looked at.
-            if (side == 0 || twoSides) ok = ok && positions[f][side] && PiecesMatch(s->pieces, men, e->key);
-        }
+        const uint8_t* block = r.Take(blockSize);
+        // Side 1 need not be stored at all; then its list is not looked at.
+        for (int side = 0; side < 2 && block; side++)
+            positions[f][side] = ReadSection(&e->section[f][side], e, block, side, f);
+        ok = block && positions[f][0] && (!twoSides || positions[f][1]);
     }
     r.Align(2);
 
@@ -445,7 +449,7 @@ int read_wdl_table(TableEntry* e, const char* name) {
     for (int f = 0; f < files && ok; f++)
         for (int side = 0; side < (twoSides ? 2 : 1) && ok; side++) {
             uint8_t flags;
-            streams[count] = read_pairs_header(r, positions[f][side], sizes[count], flags, true);
+            streams[count]              = read_pairs_header(r, positions[f][side], sizes[count], flags, true);
             e->section[f][side].decoder = streams[count];
             ok                          = streams[count++] != nullptr;
         }
@@ -469,28 +473,13 @@ int read_dtz_table(DtzEntry* e) {
         return 0;
     }
     Reader r{file.data, file.size, 5, false};
-    const int files = e->has_pawns ? 4 : 1;
-    const int men   = e->men < TBPIECES ? e->men : TBPIECES;
+    const int files     = e->has_pawns ? 4 : 1;
+    const int blockSize = 1 + (e->has_pawns && e->pawns[1]) + e->men;
     uint64_t positions[4];
     bool ok = true;
     for (int f = 0; f < files && ok; f++) {
-        const uint8_t* order  = r.Take(1);
-        const uint8_t* order2 = e->has_pawns && e->pawns[1] ? r.Take(1) : nullptr;
-        const uint8_t* codes  = r.Take(men);
-        if (!codes) {
-            ok = false;
-            break;
-        }
-        TableSection* s = &e->section[f];
-        for (int i = 0; i < men; i++) s->pieces[i] = uint8_t(codes[i] & 15);
-        if (e->has_pawns) {
-            ComputeGroups(s, men, e->pawns[0], e->pawns[1]);
-            positions[f] = ComputePawnFactors(s, men, order[0] & 15, order2 ? order2[0] & 15 : NO_ORDER, f);
-        } else {
-            ComputeGroups(s, men, e->encoding == 0 ? 3 : 2, 0);
-            positions[f] = ComputePieceFactors(s, men, e->encoding, order[0] & 15);
-        }
-        ok = positions[f] && PiecesMatch(s->pieces, men, e->key);
+        const uint8_t* block = r.Take(blockSize);
+        ok                   = block && (positions[f] = ReadSection(&e->section[f], e, block, 0, f)) != 0;
     }
     r.Align(2);
 
@@ -498,7 +487,7 @@ int read_dtz_table(DtzEntry* e) {
     StreamSizes sizes[4];
     for (int f = 0; f < files && ok; f++) {
         streams[f] = e->section[f].decoder = read_pairs_header(r, positions[f], sizes[f], e->flags[f], false);
-        ok         = streams[f] != nullptr;
+        ok                                 = streams[f] != nullptr;
     }
     // The value maps: four lists per file, each a length byte and its values.
     const size_t mapStart = r.at;
@@ -594,7 +583,7 @@ int read_pairs_value(const PairsData* d, uint64_t index) {
     // Down the symbol's tree to the one value.
     while (d->symbol_length[sym]) {
         const uint8_t* pat = d->symbol_pattern + 3 * sym;
-        const int s1 = ((pat[1] & 0xF) << 8) | pat[0];
+        const int s1       = ((pat[1] & 0xF) << 8) | pat[0];
         if (lit <= d->symbol_length[s1]) {
             sym = s1;
         } else {

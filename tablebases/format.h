@@ -22,7 +22,7 @@ struct PairsData {
     int block_bits, index_bits, shortest_code, longest_code, symbol_count;
     int64_t block_count, size_count;
     uint64_t position_count;
-    uint64_t code_base[64]; // per code length, left-aligned smallest code
+    uint64_t code_base[64];  // per code length, left-aligned smallest code
     uint8_t symbol_length[]; // values a symbol stands for, minus one
 };
 
@@ -42,8 +42,8 @@ struct TableEntry {
     u64 key; // material with the left side of the name as White
     std::atomic<uint8_t> ready;
     uint8_t men, symmetric, has_pawns;
-    uint8_t encoding; // without pawns: 0 three unique men lead, 2 the two kings lead
-    uint8_t pawns[2]; // with pawns: leading pawns, then the other side's pawns
+    uint8_t encoding;           // without pawns: 0 three unique men lead, 2 the two kings lead
+    uint8_t pawns[2];           // with pawns: leading pawns, then the other side's pawns
     TableSection section[4][2]; // [file][side]; a table without pawns has file 0 only
 };
 

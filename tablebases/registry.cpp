@@ -21,9 +21,9 @@ std::vector<std::string> Directories;
 bool BinomialsReady;
 
 // Name letters in the order the names use them, and the piece each stands for.
-constexpr char Letters[]      = "QRBNP";
-constexpr int LetterPiece[5]  = {QUEEN, ROOK, BISHOP, KNIGHT, PAWN};
-constexpr int KeyPieces[5]    = {PAWN, KNIGHT, BISHOP, ROOK, QUEEN};
+constexpr char Letters[]     = "QRBNP";
+constexpr int LetterPiece[5] = {QUEEN, ROOK, BISHOP, KNIGHT, PAWN};
+constexpr int KeyPieces[5]   = {PAWN, KNIGHT, BISHOP, ROOK, QUEEN};
 
 std::string FilePath(const std::string& directory, const char* name, const char* suffix) {
     return directory + "/" + name + suffix;
@@ -73,9 +73,9 @@ void register_table(const char* name) {
         }
         e = &PieceTableEntry[PieceEntries++];
     }
-    e->data = nullptr;
+    e->data    = nullptr;
     e->mapping = MappedFile{nullptr, 0, 0};
-    e->key = key;
+    e->key     = key;
     e->ready.store(0, std::memory_order_relaxed);
     e->men       = uint8_t(std::strlen(name) - 1);
     e->symmetric = key == key2;
@@ -89,8 +89,8 @@ void register_table(const char* name) {
     } else {
         const int left = counts[PAWN][0], right = counts[PAWN][1];
         const bool leftLeads = !right || (left && left <= right);
-        e->pawns[0] = uint8_t(leftLeads ? left : right);
-        e->pawns[1] = uint8_t(leftLeads ? right : left);
+        e->pawns[0]          = uint8_t(leftLeads ? left : right);
+        e->pawns[1]          = uint8_t(leftLeads ? right : left);
     }
     AddToHash(key, e);
     if (key2 != key) AddToHash(key2, e);
@@ -139,7 +139,8 @@ void RegisterAllNames() {
 u64 material_key(const int counts[8][2], bool swapped) {
     u64 key = 0;
     for (int side = WHITE; side <= BLACK; side++)
-        for (int piece : KeyPieces) key ^= ZobristPiece[swapped ? 1 - side : side][piece][counts[piece][side]];
+        for (int piece : KeyPieces)
+            key ^= ZobristPiece[swapped ? 1 - side : side][piece][counts[piece][side]];
     return key;
 }
 

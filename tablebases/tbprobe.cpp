@@ -48,7 +48,7 @@ constexpr int PaFlags[5]  = {8, 0, 0, 0, 4};
 void table_name_of_position(char* name, bool swapped) {
     const Position& b = thread_board;
     for (int side = 0; side < 2; side++) {
-        *name++ = 'K';
+        *name++          = 'K';
         const int colour = swapped ? 1 - side : side;
         for (int l = 0; l < 5; l++)
             for (int n = 0; n < b.PieceCount[NamePieces[l]][colour]; n++) *name++ = NameLetters[l];
@@ -157,7 +157,7 @@ DtzEntry* FindDtzEntry(u64 key, int* success) {
 
         char name[16];
         table_name_of_position(name, key != w->key);
-        auto* d    = static_cast<DtzEntry*>(std::calloc(1, sizeof(DtzEntry)));
+        auto* d = static_cast<DtzEntry*>(std::calloc(1, sizeof(DtzEntry)));
         if (!d) OutOfMemory();
         d->mapping = map_table_file(name, ".rtbz");
         if (!d->mapping.data && d->mapping.error) {
@@ -343,7 +343,8 @@ int probe_dtz_without_ep(int* success) {
         GenerateAllMoves(inCheck);
         for (int i = top; i < MoveListTop; i++) {
             const Move move = MoveList[i].move;
-            if (MovedPiece(move) != PAWN || CapturedPiece(move) || IsEnPassantMove(move) || !IsLegal(move, inCheck))
+            if (MovedPiece(move) != PAWN || CapturedPiece(move) || IsEnPassantMove(move) ||
+                !IsLegal(move, inCheck))
                 continue;
             MakeMove(move, 1);
             const int v = -probe_wdl_ab(-2, 1 - wdl, success);

@@ -22,9 +22,10 @@ TEST(Tablebases, FoundAtStartAndByTheOption) {
     // Castling rights keep a position out of the tables, at the root and in the tree.
     for (const char* fen : {"8/8/8/8/8/2k5/8/KBN5 w - - 0 1", "4k3/8/8/8/8/8/8/R3K3 w Q - 0 1"}) {
         const Lines lines = engine.Exchange(std::string("position fen ") + fen + "\ngo depth 6", 20000);
-        int hits = 0;
+        int hits          = 0;
         for (const std::string& line : lines)
-            if (line.find(" tbhits ") != std::string::npos) hits += std::stoi(line.substr(line.find(" tbhits ") + 8));
+            if (line.find(" tbhits ") != std::string::npos)
+                hits += std::stoi(line.substr(line.find(" tbhits ") + 8));
         EXPECT_EQ(hits > 0, fen[0] == '8') << fen;
     }
 
@@ -79,7 +80,8 @@ TEST(Tablebases, WonEndingsArePlayedToMate) {
             const Lines lines = engine.ReadUntil("bestmove", 10000);
             ASSERT_FALSE(lines.empty());
             for (const std::string& line : lines)
-                if (line.find(" tbhits ") != std::string::npos) hits += std::stoi(line.substr(line.find(" tbhits ") + 8));
+                if (line.find(" tbhits ") != std::string::npos)
+                    hits += std::stoi(line.substr(line.find(" tbhits ") + 8));
             position += " " + Words(lines.back()).at(1);
             verdict = Defend(defender, position);
             if (!verdict.mated) position += " " + verdict.reply;

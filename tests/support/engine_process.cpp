@@ -25,12 +25,6 @@ int CountPrefix(const Lines& lines, const std::string& prefix) {
     return n;
 }
 
-std::vector<std::string> Words(const std::string& line) {
-    std::istringstream in(line);
-    std::vector<std::string> words;
-    for (std::string word; in >> word;) words.push_back(word);
-    return words;
-}
 
 EngineProcess::EngineProcess(bool term, const std::vector<std::pair<std::string, std::string>>& files,
                              const std::string& folder, const std::string& program)

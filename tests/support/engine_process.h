@@ -45,4 +45,3 @@ struct EngineProcess {
 int64_t SteadyMs();
 bool StartsWith(const std::string& line, const std::string& prefix);
 int CountPrefix(const Lines& lines, const std::string& prefix);
-std::vector<std::string> Words(const std::string& line);

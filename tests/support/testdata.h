@@ -18,6 +18,14 @@ inline std::string ReadFileText(const std::string& path) {
     return text.str();
 }
 
+// The blank-separated words of a line.
+inline std::vector<std::string> Words(const std::string& line) {
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) words.push_back(word);
+    return words;
+}
+
 inline void WriteFileText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }

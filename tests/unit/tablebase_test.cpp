@@ -49,7 +49,8 @@ std::vector<Probe> ReadProbes() {
         std::vector<std::string> f;
         std::istringstream fields(line);
         for (std::string field; std::getline(fields, field, '\t');) f.push_back(field);
-        Probe p{f[0], f[1], f[8], WdlOfWord(f[3]), std::stoi(f[5]), MoveSet(f[9]), MoveSet(f[10]), MoveSet(f[11]), {}};
+        Probe p{f[0],           f[1],           f[8], WdlOfWord(f[3]), std::stoi(f[5]), MoveSet(f[9]),
+                MoveSet(f[10]), MoveSet(f[11]), {}};
         std::istringstream children(f[12]);
         for (std::string c; children >> c;) p.children.push_back(c);
         probes.push_back(p);
@@ -58,13 +59,6 @@ std::vector<Probe> ReadProbes() {
 }
 
 // The result a DTZ value gives under the fifty-move rule with the counter at `fifty`.
-std::vector<std::string> Words(const std::string& line) {
-    std::istringstream in(line);
-    std::vector<std::string> words;
-    for (std::string w; in >> w;) words.push_back(w);
-    return words;
-}
-
 int ClassOf(int dtz, int fifty) {
     if (dtz > 0) return dtz + fifty <= 100 ? 2 : 1;
     if (dtz < 0) return -dtz + fifty <= 100 ? -2 : -1;
@@ -126,8 +120,8 @@ TEST_F(TablebaseTest, AgreesWithTheReferenceProber) {
             const std::string rest = child.substr(child.find(':') + 1);
             MakeMove(Find(move), 1);
             const bool mated = SlowLegalMoves().empty();
-            check(WdlOfWord(rest.substr(0, rest.find(':'))), std::stoi(rest.substr(rest.find(':') + 1)), mated,
-                  probe.fen + " " + move);
+            check(WdlOfWord(rest.substr(0, rest.find(':'))), std::stoi(rest.substr(rest.find(':') + 1)),
+                  mated, probe.fen + " " + move);
             UnmakeMove();
         }
         EXPECT_EQ(thread_board.FiftyCounter, fifty);
@@ -148,9 +142,12 @@ TEST_F(TablebaseTest, RootKeepsTheMovesThatKeepTheResult) {
         EXPECT_TRUE(RootInTablebase && TbRootSolved) << probe.fen;
         EXPECT_EQ(kept.count(probe.best), 1u) << probe.fen;
         if (thread_board.FiftyCounter) continue;
-        const std::set<std::string>& expected = probe.wdl > 0 ? probe.wins : probe.wdl == 0 ? probe.draws : kept;
+        const std::set<std::string>& expected = probe.wdl > 0    ? probe.wins
+                                                : probe.wdl == 0 ? probe.draws
+                                                                 : kept;
         EXPECT_EQ(kept, expected) << probe.fen;
-        EXPECT_TRUE(std::includes(probe.losses.begin(), probe.losses.end(), kept.begin(), kept.end()) || probe.wdl >= 0);
+        EXPECT_TRUE(std::includes(probe.losses.begin(), probe.losses.end(), kept.begin(), kept.end()) ||
+                    probe.wdl >= 0);
     }
 }
 
@@ -192,7 +189,8 @@ TEST_F(TablebaseTest, MissingEmptyDamagedAndCutFilesAreNoTables) {
     ScratchDir a, b;
     for (const char* name : {"KQvK.rtbw", "KQvK.rtbz", "KPvK.rtbw", "KPvK.rtbz"})
         std::filesystem::copy_file(DataPath("syzygy/") + name, a.File(name));
-    for (const char* name : {"KRvK.rtbw", "KRvK.rtbz"}) std::filesystem::copy_file(DataPath("syzygy/") + name, b.File(name));
+    for (const char* name : {"KRvK.rtbw", "KRvK.rtbz"})
+        std::filesystem::copy_file(DataPath("syzygy/") + name, b.File(name));
     EXPECT_EQ(Open(a.path + ";;" + b.path), "info string Found 3 tablebases.\n");
     EXPECT_EQ(Open(a.path + ":" + b.path), "info string Found 3 tablebases.\n");
     const std::string kqk = "8/8/8/8/8/8/1Q6/K6k w - - 0 1", kpk = "4k3/8/4K3/4P3/8/8/8/8 w - - 0 1";
@@ -215,7 +213,7 @@ TEST_F(TablebaseTest, MissingEmptyDamagedAndCutFilesAreNoTables) {
         std::string damaged     = whole;
         damaged[0] ^= 1;
         EXPECT_EQ(probeWith(name, damaged), std::make_pair(-9, std::string("Corrupted table.\n"))) << name;
-        damaged = whole;
+        damaged     = whole;
         damaged[13] = damaged[14] = damaged[15] = char(0x7F); // block count of the first stream
         EXPECT_EQ(probeWith(name, damaged).first, -9) << name;
         // A file cut short fails unless only bytes that no value needs were cut.
@@ -241,11 +239,14 @@ TEST_F(TablebaseTest, EveryMaterialUpToSixMenRegisters) {
     std::vector<std::string> sides{""};
     for (size_t at = 0; at < sides.size(); at++)
         for (char c : std::string("QRBNP"))
-            if (sides[at].size() < 4 && (sides[at].empty() || std::string("QRBNP").find(c) >= std::string("QRBNP").find(sides[at].back())))
+            if (sides[at].size() < 4 &&
+                (sides[at].empty() ||
+                 std::string("QRBNP").find(c) >= std::string("QRBNP").find(sides[at].back())))
                 sides.push_back(sides[at] + c);
     for (const std::string& left : sides)
         for (const std::string& right : sides)
-            if (!left.empty() && left.size() + right.size() <= 4) dir.Write("K" + left + "vK" + right + ".rtbw", "");
+            if (!left.empty() && left.size() + right.size() <= 4)
+                dir.Write("K" + left + "vK" + right + ".rtbw", "");
     EXPECT_EQ(Open(dir.path), "info string Found 510 tablebases.\n");
     EXPECT_EQ(TbMaxMen, 6);
 }
@@ -257,7 +258,7 @@ TEST_F(TablebaseTest, DISABLED_MeasureSpeed) {
     auto since  = [](Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); };
     const Clock::time_point start = Clock::now();
     for (int i = 0; i < 100; i++) Open(DataPath("syzygy"));
-    const double openSeconds = since(start) / 100;
+    const double openSeconds        = since(start) / 100;
     const std::vector<Probe> probes = ReadProbes();
     for (const Probe& probe : probes) Load(probe.fen), ProbeHere();
     double seconds = 0;
@@ -268,6 +269,7 @@ TEST_F(TablebaseTest, DISABLED_MeasureSpeed) {
         for (int i = 0; i < 2000; i++) ProbeWdlInSearch(&success);
         seconds += since(t);
     }
-    std::printf("registration %.3f ms; %.0f WDL probes per second\n", openSeconds * 1000, 2000 * probes.size() / seconds);
+    std::printf("registration %.3f ms; %.0f WDL probes per second\n", openSeconds * 1000,
+                2000 * probes.size() / seconds);
 }
 } // namespace
