@@ -19,14 +19,14 @@
 void UciCommand() {
     std::printf("id name Velumbrak 1.96\n");
     std::printf("id author Ilvar T. Dromsen\n");
-    std::printf("option name Hash type spin min 0 max 1024 default 10\n");
-    std::printf("option name PawnHash type spin min 0 max 1024 default 7\n");
+    std::printf("option name Hash type spin default 10 min 0 max 1024\n");
+    std::printf("option name PawnHash type spin default 7 min 0 max 1024\n");
     std::printf("option name SyzygyPath type string default <empty>\n");
     std::printf("option name OpeningsBook type string default Book.vbk\n");
     std::printf("option name OwnBook type check default true\n");
-    std::printf("option name MultiPV type spin min 1 max 1024 default 1\n");
-    std::printf("option name Aggressivity type spin min 0 max 300 default %d\n", Aggressivity);
-    std::printf("option name Defensivity type spin min 0 max 300 default %d\n", Cowardice);
+    std::printf("option name MultiPV type spin default 1 min 1 max 1024\n");
+    std::printf("option name Aggressivity type spin default %d min 0 max 300\n", Aggressivity);
+    std::printf("option name Defensivity type spin default %d min 0 max 300\n", Cowardice);
     std::printf("option name Clear Hash type button\n");
     std::printf("uciok\n");
     std::fflush(stdout);

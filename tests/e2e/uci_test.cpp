@@ -9,14 +9,14 @@
 namespace {
 
 const Lines UciLines = {"id name Velumbrak 1.96", "id author Ilvar T. Dromsen",
-                        "option name Hash type spin min 0 max 1024 default 10",
-                        "option name PawnHash type spin min 0 max 1024 default 7",
+                        "option name Hash type spin default 10 min 0 max 1024",
+                        "option name PawnHash type spin default 7 min 0 max 1024",
                         "option name SyzygyPath type string default <empty>",
                         "option name OpeningsBook type string default Book.vbk",
                         "option name OwnBook type check default true",
-                        "option name MultiPV type spin min 1 max 1024 default 1",
-                        "option name Aggressivity type spin min 0 max 300 default 100",
-                        "option name Defensivity type spin min 0 max 300 default 100",
+                        "option name MultiPV type spin default 1 min 1 max 1024",
+                        "option name Aggressivity type spin default 100 min 0 max 300",
+                        "option name Defensivity type spin default 100 min 0 max 300",
                         "option name Clear Hash type button", "uciok"};
 
 const std::regex InfoForm("info depth (\\d+) seldepth \\d+ score (cp -?\\d+|mate -?\\d+) (upperbound |lowerbound )?"
@@ -174,7 +174,7 @@ TEST_P(Uci, OptionsAndMoveLists) {
     engine.Send("uci");
     lines = engine.ReadUntil("uciok");
     ASSERT_EQ(lines.size(), UciLines.size());
-    EXPECT_EQ(lines[8], "option name Aggressivity type spin min 0 max 300 default 150");
+    EXPECT_EQ(lines[8], "option name Aggressivity type spin default 150 min 0 max 300");
     EXPECT_GT(CountPrefix(Go("position startpos", "go movetime 600"), "info multipv 2 "), 0);
     // An illegal word in the move list is skipped; upper case is read.
     engine.Exchange("position startpos moves e2e4 e2e4 E7E5 x9 g1f3");
