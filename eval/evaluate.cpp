@@ -393,7 +393,9 @@ void PrintEvaluation() {
     const EvalInfo& e = thread_eval_info;
     EngineSide        = b.SideToMove;
     int result        = EVAL_UNKNOWN;
+    FullDanger        = 1;
     EvaluateFull(&result);
+    FullDanger = 0;
 
     const int stm = b.SideToMove, other = ChangeSide(stm);
     auto curve    = [](int danger) { return DangerCurve[std::clamp(danger + 8, 0, 127)]; };

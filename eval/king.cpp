@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <cstdlib>
 
@@ -11,9 +12,12 @@
 #include "eval/params.h"
 #include "eval/sigmoid.h"
 
+int FullDanger;
+
 namespace {
 
 constexpr u64 FILE_A = 0x0101010101010101ULL;
+constexpr u64 FILE_H = FILE_A << 7;
 constexpr u64 RankMask(int rank) {
     return 0xFFULL << (8 * rank);
 }
@@ -123,24 +127,72 @@ void EvaluateShelterAgainstQueen(int side) {
     e.SideEg[side] += ShelterEg[grade] * development / 64;
 }
 
-void CountKingAttack(int side, int piece, int square, u64 attacks) {
+// The men of the walk of each side, kept until every attack map stands.
+namespace {
+struct NotedMan {
+    int piece, square;
+    u64 attacks;
+};
+NotedMan Noted[2][16];
+int NotedCount[2];
+
+// The sliders of `side` on any line through `square`, on an empty board: men that could join an
+// exchange there once what stands between has gone.
+u64 SlidersThrough(int side, int square) {
+    const Position& b = thread_board;
+    return (RookPseudoAttacks[square] & (b.Pieces[ROOK][side] | b.Pieces[QUEEN][side])) |
+           (BishopPseudoAttacks[square] & (b.Pieces[BISHOP][side] | b.Pieces[QUEEN][side]));
+}
+
+// Heavy pieces count only squares they could go to; minors also those they defend.
+u64 Reach(int side, const NotedMan& man) {
+    const u64 own = thread_board.Pieces[0][side];
+    return man.piece == ROOK || man.piece == QUEEN ? man.attacks & ~own : man.attacks;
+}
+
+// The ring squares the men of `side` take safely. The exchange test is spared where its answer is
+// plain: a lone attacker on a ring square, which the king defends, with no second man of its side
+// on the square and no slider of its side that could ever back it up, loses what it puts there.
+void FindSafeRingAttacks(int side) {
+    const Position& b = thread_board;
+    EvalInfo& e       = thread_eval_info;
+    // Squares that two men of the side attack: its king, its pawns and its noted men.
+    const u64 men   = b.Pieces[PAWN][side];
+    const u64 left  = side == WHITE ? (men & ~FILE_H) << 9 : (men & ~FILE_H) >> 7;
+    const u64 right = side == WHITE ? (men & ~FILE_A) << 7 : (men & ~FILE_A) >> 9;
+    u64 once        = KingAttacks[b.KingSquare[side]] | e.PawnAttacks[side],
+        twice       = (left & right) | (KingAttacks[b.KingSquare[side]] & e.PawnAttacks[side]);
+    for (int i = 0; i < NotedCount[side]; i++)
+        twice |= once & Noted[side][i].attacks, once |= Noted[side][i].attacks;
+    const u64 ring = e.KingRing[ChangeSide(side)] & ~b.Pieces[0][side];
+    for (int i = 0; i < NotedCount[side]; i++) {
+        const NotedMan& man = Noted[side][i];
+        for (u64 set = Reach(side, man) & ring & ~e.SafeRingAttacks[side]; set; set &= set - 1) {
+            const int t     = std::countr_zero(set);
+            const bool lone = SeeValue[b.Board[t]] < SeeValue[man.piece] && !(twice & Bit(t)) &&
+                              !(SlidersThrough(side, t) & ~Bit(man.square));
+            assert(!lone || !ExchangeIsSafe(t, man.square));
+            if (!lone && ExchangeIsSafe(t, man.square)) e.SafeRingAttacks[side] |= Bit(t);
+        }
+    }
+}
+
+// What one man does against the enemy king, but for the ring squares it takes safely (above).
+// The exchange test is spared on a check square that no enemy man attacks or could ever reach:
+// it is safe.
+void CountKingAttack(int side, const NotedMan& man) {
     const Position& b  = thread_board;
     EvalInfo& e        = thread_eval_info;
     const int defender = ChangeSide(side);
     const int king     = b.KingSquare[defender];
-    const u64 own      = b.Pieces[0][side];
-    const u64 ring     = e.KingRing[defender];
-    const int weight   = AttackerWeight[WeightOf(piece)];
-    // Heavy pieces count only squares they could go to; minors also those they defend.
-    const u64 reach = piece == ROOK || piece == QUEEN ? attacks & ~own : attacks;
+    const int piece = man.piece, square = man.square;
+    const u64 ring   = e.KingRing[defender];
+    const int weight = AttackerWeight[WeightOf(piece)];
+    const u64 reach  = Reach(side, man);
 
     if (reach & ring) {
         e.AttackerSum[side] += weight;
         e.WeakMenMaps[defender] |= reach & ring;
-        for (u64 set = reach & ring & ~own & ~e.SafeRingAttacks[side]; set; set &= set - 1) {
-            const int t = std::countr_zero(set);
-            if (ExchangeIsSafe(t, square)) e.SafeRingAttacks[side] |= Bit(t);
-        }
     } else {
         // Not near the king yet, but one safe move from a check.
         const u64 checks = piece == ROOK     ? e.RookChecks[defender]
@@ -152,7 +204,10 @@ void CountKingAttack(int side, int piece, int square, u64 attacks) {
                            : piece == BISHOP ? CheckSquareDangerBishop[1]
                                              : CheckSquareDangerQueen[1];
         for (u64 set = reach & checks; set; set &= set - 1) {
-            if (!ExchangeIsSafe(std::countr_zero(set), square)) continue;
+            const int t       = std::countr_zero(set);
+            const bool unseen = !(e.AttackMaps[defender] & Bit(t)) && !SlidersThrough(defender, t);
+            assert(!unseen || ExchangeIsSafe(t, square));
+            if (!unseen && !ExchangeIsSafe(t, square)) continue;
             e.danger[side] += danger;
             e.AttackerSum[side] += weight;
             break;
@@ -170,6 +225,11 @@ void CountKingAttack(int side, int piece, int square, u64 attacks) {
         e.danger[side] += openFile ? std::max(near, QueenFileDanger[fileApart]) : near;
     }
 }
+} // namespace
+
+void NoteKingAttacker(int side, int piece, int square, u64 attacks) {
+    Noted[side][NotedCount[side]++] = {piece, square, attacks};
+}
 
 void EvaluateKingAttack(int side) {
     const Position& b  = thread_board;
@@ -178,6 +238,7 @@ void EvaluateKingAttack(int side) {
     const int king     = b.KingSquare[defender];
     const u64 ring     = e.KingRing[defender];
 
+    for (int i = 0; i < NotedCount[side]; i++) CountKingAttack(side, Noted[side][i]);
     const int pawnHits = PopCount(e.PawnAttacks[side] & ring);
     e.danger[side] += pawnHits * PawnRingDanger;
     e.AttackerSum[side] += pawnHits * AttackerWeight[WeightOf(PAWN)];
@@ -185,6 +246,16 @@ void EvaluateKingAttack(int side) {
         e.danger[side] += 2;
         e.AttackerSum[side] += AttackerWeight[WeightOf(KING)];
     }
+    // Where the attackers press on the king with no weight at all, the attack is worth nothing
+    // whatever the ring squares say; only `evl` wants their danger all the same.
+    const int count = std::clamp(e.AttackerSum[side], 0, 63);
+    if (PressureSigmoid[count] == 0 && !FullDanger) {
+        NotedCount[side] = 0;
+        return;
+    }
+    FindSafeRingAttacks(side);
+    NotedCount[side] = 0;
+
     // Each ring square by the bits of KingRingTable's index: the king's zone class (0-1), the
     // defender covers it (2), a defending pawn, another defender or an attacker on it (3-4), in
     // front of the king, behind it, or beside it on the edge side or the centre side (5-6), the
@@ -207,9 +278,8 @@ void EvaluateKingAttack(int side) {
 
     // The attack value: danger shaped by the pressure of the attackers and the cover of the king,
     // then by the queen, the force of both sides and the attacker's development.
-    e.danger[side]  = std::clamp(e.danger[side], 0, 127);
-    const int count = std::clamp(e.AttackerSum[side], 0, 63);
-    int64_t p       = int64_t(DangerCurve[e.danger[side]]) * PressureSigmoid[count] *
+    e.danger[side] = std::clamp(e.danger[side], 0, 127);
+    int64_t p      = int64_t(DangerCurve[e.danger[side]]) * PressureSigmoid[count] *
                     ShelterCurve[e.shelter_penalty[defender]] >>
                 15;
     if (p == 0) return; // no attack to speak of: nothing below would change
@@ -238,8 +308,7 @@ void EvaluateQueenChecks(int* score) {
         const int defender = ChangeSide(side);
         // Checks the queen can give on squares the defender does not cover; those away from the
         // king's ring count twice.
-        const u64 lines  = QueenAttacks(b.KingSquare[defender]);
-        const u64 checks = e.AttacksByQueen[side] & lines & ~e.AttackMaps[defender] & ~b.Pieces[0][side];
+        const u64 checks = e.AttacksByQueen[side] & e.QueenChecks[defender] & ~e.AttackMaps[defender];
         const int n      = std::min(PopCount(checks) + PopCount(checks & ~e.KingRing[defender]), 6);
         const int t = QueenCheckBonus[n], h = t / 2;
         // Worth all of t to the side to move, half of it otherwise.

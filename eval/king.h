@@ -8,13 +8,16 @@
 int EvaluateKingShelter(int side);
 // A queen of `side` against the enemy king's shelter class.
 void EvaluateShelterAgainstQueen(int side);
-// What one rook, knight, bishop or queen of `side` on `square`, attacking `attacks`, does against
-// the enemy king: ring attacks, safe checks, files that lead to the king. Run by the piece walk
-// unless the enemy king is safe by material.
-void CountKingAttack(int side, int piece, int square, u64 attacks);
-// The pawns, the kings and every ring square against the enemy king, then the attack value, into
-// SideMg[side] and TempoAttack[side]; after the piece walk.
+// A rook, knight, bishop or queen of `side` on `square`, attacking `attacks`, as the piece walk
+// meets it, unless the enemy king is safe by material. What it does against that king is counted
+// by EvaluateKingAttack, once every attack map stands.
+void NoteKingAttacker(int side, int piece, int square, u64 attacks);
+// Against the enemy king: what each noted man does (ring attacks, safe checks, files that lead to
+// the king), the pawns, the kings, every ring square, then the attack value, into SideMg[side] and
+// TempoAttack[side]; after the piece walk, unless the enemy king is safe by material.
 void EvaluateKingAttack(int side);
+// Set while `evl` evaluates: danger is then summed in full even where it cannot change the score.
+extern int FullDanger;
 // Safe queen checks after the blend; adds to the running score and to MirrorSum by the side to
 // move.
 void EvaluateQueenChecks(int* score);

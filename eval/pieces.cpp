@@ -26,7 +26,7 @@ template <typename Attacks> void Walk(int side, int piece, u64* byType, Attacks 
         e.AttackMaps[side] |= hit;
         byType[side] |= hit;
         if (piece == KNIGHT || piece == BISHOP) e.MinorAttacks[side] |= hit;
-        if (attack) CountKingAttack(side, piece, s, hit);
+        if (attack) NoteKingAttacker(side, piece, s, hit);
     }
 }
 
