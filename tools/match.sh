@@ -6,6 +6,8 @@
 #   tools/match.sh xboard [games]   # against Fairy-Max (OPPONENT=phalanx for Phalanx)
 #   tools/match.sh uci [games]      # against Stockfish at a low Skill Level (SKILL, default 5)
 #   tools/match.sh all [games]
+#   tools/match.sh vs OTHER_BINARY [games]   # this build against another build of the engine, as
+#                                            # UCI, from 2moves_v1.epd at 5s+0.05s unless TC is set
 #
 # MATCH_DIR (default /tmp/velumbrak-match) receives the runner copy, the engine copy, PGNs and logs.
 # The engine is copied there first, so that a rebuild during a match does not disturb it.
@@ -21,12 +23,18 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 shared=${SHARED_DIR:-$root/../shared}
 work=${MATCH_DIR:-/tmp/velumbrak-match}
 tc=${TC:-10+0.1}
+[ "$mode" = vs ] && tc=${TC:-5+0.05}
+other=""
+if [ "$mode" = vs ]; then
+    other=$(realpath "$2")
+    games=${3:-200}
+fi
 skill=${SKILL:-5}
 openings=${UCI_OPENINGS:-$shared/testdata/openings/2moves_v1.epd}
 
 missing=()
 for pkg in fairymax phalanx stockfish; do [ -x /usr/games/$pkg ] || missing+=("$pkg"); done
-if [ ${#missing[@]} -gt 0 ]; then
+if [ ${#missing[@]} -gt 0 ] && [ "$mode" != vs ]; then
     apt-get update && apt-get install -y "${missing[@]}"
 fi
 
@@ -76,6 +84,14 @@ if [ "$mode" = xboard ] || [ "$mode" = all ]; then
              $2=="[0A]" && $3=="<" && ($4=="new" || $4=="result" || $4=="force") {h=""}
              END {print "ponder hits", hit+0, "misses", miss+0}' "$work/$name.log"
     fi
+fi
+
+if [ "$mode" = vs ]; then
+    # A copy too, so that a later build of the other tree cannot change it mid-match.
+    cp "$other" "$work/engine/other"
+    rm -f "$work/vs.pgn"
+    run vs "${engine[@]}" proto=uci option.Hash=16 --engine "cmd=$work/engine/other" "dir=$work/engine" \
+        name=Other proto=uci option.Hash=16 --openings "$openings" --order random --seed 7
 fi
 
 if [ "$mode" = uci ] || [ "$mode" = all ]; then
