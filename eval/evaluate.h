@@ -90,7 +90,7 @@ constexpr int EVAL_CACHE_SPARE       = 2;
 // Cowardice for the opponent's. Only the halves reach the evaluation.
 extern int Aggressivity, AggressivityHalf;
 extern int Cowardice, CowardiceHalf;
-// Entries of the evaluation cache; fixed once the cache is allocated at start-up.
+// Entries of the evaluation cache: the default at start-up; only xboard's `memory` changes it.
 extern int64_t EvalCacheEntries;
 void SetDefaultEvalSettings();
 

@@ -8,13 +8,18 @@
 #include "frontend/command.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
+#include "frontend/xboard.h"
 #include "platform/platform.h"
 #include "search/root.h"
 #include "search/think.h"
 
+int Analyzing;
+std::string AnalysisFen;
+
 void AnalyzeLoop() {
     Position& b = thread_board;
     std::string line;
+    Analyzing = 1;
     for (;;) {
         ClearSearchRequests();
         SetNoTimeLimit();
@@ -31,11 +36,16 @@ void AnalyzeLoop() {
                 std::printf("Illegal move: %s\n", MoveText(ReceivedMove));
             continue;
         }
+        if (!AnalysisFen.empty()) {
+            LoadFen(AnalysisFen.c_str());
+            AnalysisFen.clear();
+            continue;
+        }
         if (NewGameRequested) {
             NewGame();
             continue;
         }
-        if (ExitAnalysisRequested) return;
+        if (ExitAnalysisRequested) break;
         if (UndoRequested) {
             TakeBack();
             continue;
@@ -51,7 +61,11 @@ void AnalyzeLoop() {
         } else if (text[0] == 'q') {
             ExitProgram(0);
         } else if (MatchCommand("exit", text)) {
-            return;
+            break;
+        } else if (MatchCommand("ping", text)) {
+            PingCommand(ArgumentOf(text));
+        } else if (MatchCommand("setboard", text)) {
+            LoadFen(ArgumentOf(text));
         } else if (MatchCommand("new", text)) {
             NewGame();
         } else if (MatchCommand("undo", text)) {
@@ -68,4 +82,5 @@ void AnalyzeLoop() {
             }
         }
     }
+    Analyzing = 0;
 }

@@ -21,6 +21,7 @@
 #include "frontend/input.h"
 #include "frontend/settings.h"
 #include "frontend/uci.h"
+#include "frontend/xboard.h"
 #include "platform/platform.h"
 #include "search/root.h"
 #include "search/tables.h"
@@ -63,6 +64,20 @@ int TokenNumber(int index) {
     if (value > INT_MAX) return INT_MAX;
     if (value < INT_MIN) return INT_MIN;
     return int(value);
+}
+
+const char* RestOfLine(int index) {
+    static std::string rest;
+    rest = CommandLine.substr((size_t)TokenOffsets[index]);
+    while (!rest.empty() && rest.back() == ' ') rest.pop_back();
+    return rest.c_str();
+}
+
+const char* ArgumentOf(const char* text) {
+    while (*text == ' ') text++;
+    while (*text && *text != ' ') text++;
+    while (*text == ' ') text++;
+    return text;
 }
 
 // A keyword that must stand alone: "stop" is not "st", "ucinewgame" is not "uci".
@@ -253,5 +268,19 @@ void ExecuteCommand() {
         // "debug on" and "debug off" are accepted and change nothing.
     } else if (MatchCommand("bench", line)) {
         BenchCommand(n >= 2 && TokenNumber(1) > 0 ? TokenNumber(1) : BENCH_DEFAULT_DEPTH);
+    } else if (MatchCommand("protover", line) && n >= 2) {
+        ProtoverCommand(TokenNumber(1));
+    } else if (MatchCommand("ping", line)) {
+        PingCommand(Tokens[1].c_str());
+    } else if (MatchCommand("setboard", line) && n >= 2) {
+        LoadFen(RestOfLine(1));
+    } else if (MatchCommand("memory", line) && n >= 2) {
+        MemoryCommand(TokenNumber(1));
+    } else if (MatchCommand("egtpath", line)) {
+        EgtPathCommand(n);
+    } else if (MatchCommand("option", line) && n >= 2) {
+        XboardOptionCommand(RestOfLine(1));
     }
+    // xboard's `accepted` and `rejected` of the features, `name` of the opponent and its other
+    // words that change nothing here match no keyword: they pass without a word.
 }

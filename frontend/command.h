@@ -14,4 +14,10 @@ int Tokenize(const char* text, const char* delimiters);
 int MatchCommand(const char* keyword, const char* text);
 // A token read as a decimal number: 0 without digits, clamped to the int range.
 int TokenNumber(int index);
+// The text of CommandLine from token `index` on, blanks included, without trailing blanks: a value
+// that may hold blanks (a path, a FEN). The token must exist.
+const char* RestOfLine(int index);
+// The text behind the first word of a line and its blanks: the argument of a command read
+// outside the command loop, where Tokens belong to the command that runs the search.
+const char* ArgumentOf(const char* text);
 void ExecuteCommand();

@@ -6,10 +6,12 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "frontend/analyze.h"
 #include "frontend/command.h"
 #include "frontend/game.h"
 #include "frontend/input.h"
 #include "frontend/settings.h"
+#include "frontend/xboard.h"
 #include "platform/platform.h"
 #include "board/ply.h"
 #include "search/report.h"
@@ -128,6 +130,12 @@ static void ReadCommandDuringSearch() {
             b.SearchAbort = 1;
             InputBuffer.insert(0, line + "\n");
             return;
+        } else if (MatchCommand("ping", text)) {
+            PingDuringSearch(ArgumentOf(text), PonderingNow || GoPonder || Analyzing || OwnClock == INFINITE_CLOCK);
+        } else if (Analyzing && MatchCommand("setboard", text) && *ArgumentOf(text)) {
+            AnalysisFen   = ArgumentOf(text);
+            b.SearchAbort = 1;
+            return;
         } else if (MatchCommand("otim", text)) {
             // The opponent's clock is accepted; nothing reads it.
         } else if (IsCoordinateMove(text)) {
@@ -153,6 +161,7 @@ static void ReadCommandDuringSearch() {
 }
 
 int ReadSearchInput(int waitMs) {
+    if (PonderingNow) SendHeldPongs(); // the move is out
     if (!InputPending() && !(waitMs > 0 && WaitStdin(waitMs))) return 0;
     ReadCommandDuringSearch();
     return 1;

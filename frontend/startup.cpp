@@ -19,6 +19,7 @@
 #include "frontend/input.h"
 #include "frontend/searchinput.h"
 #include "frontend/settings.h"
+#include "frontend/xboard.h"
 #include "platform/platform.h"
 #include "search/tables.h"
 #include "search/think.h"
@@ -85,6 +86,8 @@ void RunCommandLoop() {
     for (;;) {
         if (ReadLine(1, CommandLine) < 0) ExitProgram(0);
         ExecuteCommand();
+        // A ping that came during the search for the engine's move is answered once it is made.
+        SendHeldPongs();
         if (std::ferror(stdout)) ExitProgram(0);
     }
 }

@@ -34,14 +34,6 @@ void UciCommand() {
     PonderEnabled = 0;
 }
 
-// The text of the line from token `index` on, blanks included, without trailing blanks.
-static const char* RestOfLine(int index) {
-    static std::string rest;
-    rest = CommandLine.substr((size_t)TokenOffsets[index]);
-    while (!rest.empty() && rest.back() == ' ') rest.pop_back();
-    return rest.c_str();
-}
-
 static int MegabytesOf(int index) {
     const int mb = TokenNumber(index);
     return mb < 0 ? 0 : mb > 1024 ? 1024 : mb;

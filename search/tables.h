@@ -8,6 +8,9 @@ void AllocateTables();
 // UCI "PawnHash": the pawn hash made again with the entries of mb megabytes (clamped to 0..1024;
 // 0 turns it off), and cleared.
 void SetPawnHashSize(int mb);
+// xboard's "memory": the transposition table, the evaluation cache and the pawn hash made again
+// and cleared, all three within mb megabytes (clamped to 0..2048).
+void SetTableMemory(int mb);
 // Releases them (at exit).
 void FreeTables();
 // The `clean` command: forget everything learnt about positions and moves.

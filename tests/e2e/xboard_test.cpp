@@ -3,6 +3,7 @@
 // pipe and over a terminal, whose input is polled differently.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <regex>
 
 #include "tests/support/engine_process.h"
@@ -237,6 +238,76 @@ TEST_P(XboardPondering, ForceRemoveOrTheEndOfInputGiveUpWithoutAMove) {
     engine.ReadUntil("Hint: ", 5000);
     EXPECT_EQ(engine.CloseAndWait(3000), 0);
     EXPECT_EQ(engine.pending.find("move "), std::string::npos) << engine.pending;
+}
+
+TEST_P(XboardPondering, PingAtOnceOnTheOpponentsTimeAndInAnalysisElseAfterTheMove) {
+    engine.Send("ping 4"); // pondering goes on
+    const Lines lines = engine.ReadUntil("pong 4", 1000, true);
+    EXPECT_EQ(CountPrefix(lines, "pong 4") - CountPrefix(lines, "move "), 1);
+    engine.Exchange("time 6000");
+    engine.Send(predicted == "d2d4" ? "g1f3" : "d2d4"); // our own search: the answer waits for our move
+    engine.Send("ping 5");
+    EXPECT_EQ(CountPrefix(engine.ReadUntil("pong 5", 5000, true), "move "), 1);
+    for (const char* c : {"force", "analyze", "ping 6"}) engine.Send(c);
+    EXPECT_FALSE(engine.ReadUntil("pong 6", 1000, true).empty());
+    engine.Send("setboard 4k3/8/8/8/8/8/8/4K2R w K - 0 1");
+    engine.LinesWithin(300);
+    engine.Send("exit");
+    EXPECT_EQ(BoardOf(engine.Exchange("brd"))[7], " . . . . K . . R");
+}
+
+// The options xboard offers, name to value.
+std::map<std::string, std::string> Offered(const Lines& features) {
+    static const std::regex form("feature option=\"(\\w+) -(spin|check|file) (\\S+)( \\d+ \\d+)?\"");
+    std::map<std::string, std::string> values;
+    std::smatch m;
+    for (const std::string& line : features)
+        if (std::regex_match(line, m, form)) values[m[1]] = m[3];
+    return values;
+}
+
+TEST(XboardProtocol, FeaturesAtOnceAndTheCommandsTheyAnnounce) {
+    EngineProcess engine;
+    ASSERT_FALSE(engine.Startup().empty());
+    engine.Exchange("xboard\neasy\nnopost");
+    const int64_t start = SteadyMs();
+    engine.Send("protover 2");
+    Lines features = engine.ReadUntil("feature done=1", 2000, true);
+    EXPECT_LT(SteadyMs() - start, 100);
+    ASSERT_FALSE(features.empty());
+    EXPECT_EQ(features[0], "feature myname=\"Velumbrak 1.96\" setboard=1 ping=1 usermove=0 sigint=0 sigterm=0 "
+                           "analyze=1 colors=0 memory=1 egt=\"syzygy\" name=1");
+    EXPECT_EQ(Offered(features).size(), features.size() - 2);
+    std::map<std::string, std::string> wanted = {{"Aggressivity", "300"}, {"Cowardice", "0"}, {"ResignValue", "32767"},
+        {"ResignTimes", "5"}, {"OwnBook", "0"}, {"Learning", "1"}, {"UseLearningData", "1"},
+        {"LogLearningIntoFile", "1"}, {"UseBookLearning", "0"}, {"OpeningsBook", "Book.vbk"}};
+    for (const auto& [name, value] : wanted) {
+        EXPECT_EQ(Offered(features).count(name), 1u) << name;
+        if (name == "OpeningsBook") continue;
+        // A value out of range is taken as the nearest limit.
+        EXPECT_EQ(engine.Exchange("option " + name + "=" + (name == "Aggressivity" ? "999" : value)), Lines{});
+    }
+    engine.Send("protover 2");
+    EXPECT_EQ(Offered(engine.ReadUntil("feature done=1", 2000, true)), wanted);
+    EXPECT_EQ(engine.Exchange("option OpeningsBook=missing.vbk"), Lines{"Error opening \"missing.vbk\"!"});
+    EXPECT_EQ(engine.Exchange("egtpath syzygy " + DataPath("syzygy")), Lines{"info string Found 35 tablebases."});
+    for (const char* silent : {"accepted ping", "rejected usermove", "name fairymax"}) EXPECT_EQ(engine.Exchange(silent), Lines{});
+    EXPECT_EQ(engine.Exchange("ping 3"), Lines{"pong 3"});
+
+    EXPECT_EQ(CountPrefix(engine.Exchange("setboard 8/8/8 w - - 0 1"), "Illegal FEN"), 1);
+    // The tables fit in what `memory` gives, and a search runs in every size, none included.
+    for (int mb : {64, 1, 0}) {
+        long long bytes = 0;
+        for (const std::string& line : engine.Exchange("memory " + std::to_string(mb)))
+            bytes += std::stoll(line.substr(line.find('(') + 1));
+        EXPECT_LE(bytes, mb << 20);
+        EXPECT_GE(bytes, (mb << 20) / 100 * 95);
+        engine.Exchange("setboard 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1\nsd 5");
+        engine.Send("go");
+        EXPECT_EQ(engine.ReadUntil("move ", 5000), Lines{"move a1a8"});
+    }
+    engine.Send("uci"); // the same settings as UCI options
+    EXPECT_EQ(CountPrefix(engine.ReadUntil("uciok"), "option name Aggressivity type spin default 300 "), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(PipeAndTerminal, XboardSearch, ::testing::Values(false, true),
