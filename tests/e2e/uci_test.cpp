@@ -175,7 +175,7 @@ TEST_P(Uci, OptionsAndMoveLists) {
     lines = engine.ReadUntil("uciok");
     ASSERT_EQ(lines.size(), UciLines.size());
     EXPECT_EQ(lines[8], "option name Aggressivity type spin default 150 min 0 max 300");
-    EXPECT_GT(CountPrefix(Go("position startpos", "go movetime 600"), "info multipv 2 "), 0);
+    EXPECT_GT(CountPrefix(Go("position startpos", "go nodes 200000"), "info multipv 2 "), 0);
     // An illegal word in the move list is skipped; upper case is read.
     engine.Exchange("position startpos moves e2e4 e2e4 E7E5 x9 g1f3");
     const Lines board = engine.Exchange("brd");
