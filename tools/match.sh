@@ -9,6 +9,7 @@
 #   tools/match.sh vs OTHER_BINARY [games]   # this build against another build of the engine, as
 #                                            # UCI, from 2moves_v1.epd at 5s+0.05s unless TC is set
 #
+# CONCURRENCY (default 1) sets how many games run at once.
 # MATCH_DIR (default /tmp/velumbrak-match) receives the runner copy, the engine copy, PGNs and logs.
 # The engine is copied there first, so that a rebuild during a match does not disturb it.
 # xboard games start from the initial position unless XBOARD_OPENINGS names a file: the runner
@@ -57,7 +58,7 @@ cp "$root/build/velumbrak" "$work/engine/velumbrak"
 run() { # name, then the runner's arguments
     local name=$1
     shift
-    (cd "$runner" && node match.mjs "$@" --games "$games" --tc "$tc" --concurrency 1 \
+    (cd "$runner" && node match.mjs "$@" --games "$games" --tc "$tc" --concurrency "${CONCURRENCY:-1}" \
         --pgn "$work/$name.pgn" --log "$work/$name.log") | tee "$work/$name.out" | grep -v '^Finished game'
     node "$work/runner/check-pgn.mjs" "$work/$name.pgn" | tail -2
     echo "Terminations of $name:"
