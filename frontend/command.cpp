@@ -47,7 +47,9 @@ int Tokenize(const char* text, const char* delimiters) {
             cell++;
         }
     }
-    return cell < MAX_TOKENS ? cell + 1 : MAX_TOKENS;
+    // A trailing delimiter (a space, or the CR of a CR LF host) opens no further token.
+    if (inToken) cell++;
+    return cell == 0 ? 1 : cell < MAX_TOKENS ? cell : MAX_TOKENS;
 }
 
 int MatchCommand(const char* keyword, const char* text) {

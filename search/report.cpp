@@ -15,6 +15,8 @@
 static uint64_t LastReportNodes;
 int ReportCountdown;
 
+void ResetReportThrottle() { LastReportNodes = 0; }
+
 void PrintPv(int index) {
     std::printf(" %s", MoveText(MoveList[index].move));
     // A report in the middle of a root move: that move is taken back for the moment.

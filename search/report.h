@@ -6,6 +6,8 @@
 // Polls left until the next "info nps" line.
 extern int ReportCountdown;
 
+// Every search starts the throttle of its early reports afresh.
+void ResetReportThrottle();
 // Prints the line of root move `index` as " %s" words, read from the transposition table.
 void PrintPv(int index);
 void ReportUci(int force, int boundKind, int withPv);

@@ -308,6 +308,13 @@ void probe_root() {
 
 static void UpdateLazyBounds(int iteration);
 static void WaitWhilePondering();
+
+static void WaitWithTheOnlyMove() {
+    const bool waited = PonderingNow || GoPonder;
+    WaitWhilePondering();
+    // A reply that ended the wait stays in ReceivedMove: Think still has to play it.
+    if (waited) PonderMissed = 1;
+}
 static int MultiPvSearch(int depthLimit);
 static int SearchRootMove(int alpha, int beta, int depth);
 
@@ -488,6 +495,7 @@ void SetUpSearch(int depthLimit) {
     ReportCountdown   = 100000 / PollInterval;
     PastFirstRootMove = 0;
     NodeCount         = 0;
+    ResetReportThrottle();
     MoveListTop       = 0;
     BookMoveChosen    = 0;
 }
@@ -523,10 +531,7 @@ int SearchToDepth(int depthLimit, int useBook) {
     probe_root();
     RootMoveCount = MoveListTop;
     if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) {
-        const bool waited = PonderingNow || GoPonder;
-        WaitWhilePondering();
-        // A reply that ended the wait stays in ReceivedMove: Think still has to play it.
-        if (waited) PonderMissed = 1;
+        WaitWithTheOnlyMove();
         SearchesPlayed++;
         return 0;
     }
@@ -641,9 +646,15 @@ static int MultiPvSearch(int depthLimit) {
     if (PrepareRootMoves()) return 1;
     probe_root();
     RootMoveCount = MoveListTop;
-    if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) return 0;
+    if (MoveListTop < 2 && !(SearchMoveCount == 1 && MoveListTop == 1)) {
+        WaitWithTheOnlyMove();
+        return 0;
+    }
     Ply = 1;
-    if (depthLimit < 2) return 0;
+    if (depthLimit < 2) {
+        if (depthLimit > 0) WaitWhilePondering();
+        return 0;
+    }
     int i           = 1;
     IterationNumber = 1;
     SelDepth        = 2;
@@ -685,7 +696,11 @@ static int MultiPvSearch(int depthLimit) {
             ReportMultiPv(j, 3);
             RootMoveIndex = j + 1;
         }
-        if (b.SearchAbort || i + 1 >= depthLimit) return 0;
+        if (b.SearchAbort) return 0;
+        if (i + 1 >= depthLimit) {
+            WaitWhilePondering();
+            return 0;
+        }
         if (MultiPV < MoveListTop) SortRootMoves(MultiPV);
         i++;
         IterationNumber = i;

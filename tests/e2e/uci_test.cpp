@@ -89,6 +89,9 @@ TEST_P(Uci, DepthNodesAndSearchMoves) {
     // A depth alone after a timed go has no clock.
     Go("position startpos", "go wtime 50 btime 50");
     EXPECT_EQ(Read(Go("position startpos", "go depth 7")).deepest, 7);
+    // Every search, not only the first, holds back the reports of its first iteration.
+    const std::string kiwipete = "position fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1";
+    for (const std::string& line : Go(kiwipete, "go depth 3")) EXPECT_NE(line.rfind("info depth 1 ", 0), 0u) << line;
 }
 
 // Each side's clock, increment and the moves to go are read for the side to move only.
@@ -135,6 +138,19 @@ TEST_P(Uci, InfiniteAndPonderWaitForTheHost) {
     EXPECT_EQ(CountPrefix(engine.LinesWithin(500), "bestmove"), 0);
     engine.Send("stop");
     EXPECT_EQ(Best(engine.ReadUntil("bestmove", 2000)), "a1a8");
+    // Neither one legal move nor a depth reached ends the wait, with several lines either.
+    engine.Send("setoption name MultiPV value 2");
+    const std::pair<const char*, const char*> waits[] = {{"position fen 7k/8/8/8/8/8/6q1/K7 w - - 0 1", "go infinite"},
+                                                         {"position startpos", "go infinite depth 2"}};
+    for (const auto& [position, go] : waits) {
+        engine.Send(position);
+        engine.Send(go);
+        EXPECT_EQ(CountPrefix(engine.LinesWithin(500), "bestmove"), 0) << position;
+        engine.Send("stop");
+        engine.Send("isready");
+        EXPECT_EQ(CountPrefix(engine.ReadUntil("readyok", 2000), "bestmove"), 1) << position;
+    }
+    engine.Send("setoption name MultiPV value 1");
 
     engine.Send("position startpos moves e2e4");
     engine.Send("go ponder wtime 3000 btime 3000");
@@ -175,6 +191,7 @@ TEST_P(Uci, OptionsAndMoveLists) {
     lines = engine.ReadUntil("uciok");
     ASSERT_EQ(lines.size(), UciLines.size());
     EXPECT_EQ(lines[8], "option name Aggressivity type spin default 150 min 0 max 300");
+    // Several lines are reported once a search is past its first 50,000 nodes.
     EXPECT_GT(CountPrefix(Go("position startpos", "go nodes 200000"), "info multipv 2 "), 0);
     // An illegal word in the move list is skipped; upper case is read.
     engine.Exchange("position startpos moves e2e4 e2e4 E7E5 x9 g1f3");

@@ -58,6 +58,13 @@ TEST_P(XboardSearch, FixedTimeSearchEndsInAboutASecond) {
     EXPECT_LE(Centiseconds(lines), 110);
 }
 
+// A host that ends its lines with CR LF: `go` keeps the clock it was given and moves in time.
+TEST_P(XboardSearch, LinesEndingInCarriageReturnKeepTheClock) {
+    for (const char* command : {"xboard\r", "easy\r", "nopost\r", "level 40 0:01 0\r", "time 100\r"})
+        engine.Exchange(command);
+    EXPECT_LT(MovesAfter("go\r"), 1500);
+}
+
 TEST_P(XboardSearch, CommandsTakenDuringAnEndlessSearch) {
     for (const char* command : {"?", "stop", "post"}) { // move at once; post takes effect next time
         StartEndlessSearch();
