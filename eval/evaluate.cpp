@@ -341,6 +341,7 @@ int Evaluate() {
     if (lazy) {
         e.AttackMaps[WHITE] = e.AttackMaps[BLACK] = 0;
         e.WeakMenMaps[WHITE] = e.WeakMenMaps[BLACK] = 0;
+        e.ThreatCount[WHITE] = e.ThreatCount[BLACK] = 0;
         e.Cacheable = 0;
     } else {
         EvalCacheEntry* slot = nullptr;
@@ -357,6 +358,8 @@ int Evaluate() {
                 e.WeakMenMaps[BLACK] = slot->weak[BLACK];
                 e.AttackMaps[WHITE]  = slot->attacks[WHITE];
                 e.AttackMaps[BLACK]  = slot->attacks[BLACK];
+                e.ThreatCount[WHITE] = slot->threats & 15;
+                e.ThreatCount[BLACK] = slot->threats >> 4;
                 value                = slot->score[stm];
             }
         }
@@ -370,6 +373,7 @@ int Evaluate() {
                 slot->weak[BLACK]     = e.WeakMenMaps[BLACK];
                 slot->attacks[WHITE]  = e.AttackMaps[WHITE];
                 slot->attacks[BLACK]  = e.AttackMaps[BLACK];
+                slot->threats = uint8_t(std::min(e.ThreatCount[WHITE], 15) | std::min(e.ThreatCount[BLACK], 15) << 4);
                 slot->score[other]    = int16_t(e.SideIndependent ? e.MirrorSum - value : EVAL_UNKNOWN);
             }
             slot->score[stm] = int16_t(value);

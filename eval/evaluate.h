@@ -71,13 +71,18 @@ extern EvalInfo thread_eval_info;
 // One position for both sides to move. The key is inverted for Black as the engine's side when
 // Aggressivity and Cowardice differ, since the shelter terms then depend on whose king is whose.
 //   0 key (HashKey ^ ZobristCastle[CastleRights])  8 weak[2]  24 attacks[2]
-//  40 score[White to move, Black to move] (-32700 not known)  44 material  46 padding
+//  40 score[White to move, Black to move] (-32700 not known)  44 material
+//  46 threats: ThreatCount of White in the low four bits, of Black in the high four, each at most 15
+//  47 padding
+// The threat counts travel with the maps: the search reads them after every Evaluate, and a hit
+// must not leave those of the last position evaluated in full.
 struct EvalCacheEntry {
     u64 key;
     u64 weak[2];
     u64 attacks[2];
     int16_t score[2];
     uint16_t material;
+    uint8_t threats;
 };
 static_assert(sizeof(EvalCacheEntry) == 48);
 

@@ -11,6 +11,7 @@
 #include "book/book.h"
 #include "book/learn.h"
 #include "eval/evaluate.h"
+#include "eval/kpk.h"
 #include "eval/sigmoid.h"
 #include "eval/values.h"
 #include "frontend/command.h"
@@ -68,6 +69,7 @@ void InitializeEngine() {
     InitBoardTables();
     LoadEvaluationValues();
     InitSigmoidTables();
+    InitKpkTables();
 
     ReadConfigurationFile();
     AllocateTables();

@@ -66,6 +66,8 @@ static void TellDrawnGame() {
     if (HistoryCount && History[HistoryCount - 1].FiftyCounter >= 100) TellResult("1/2-1/2 {Draw by the 50-moves rule}");
 }
 
+static void UpdateLazyBounds(int iteration);
+
 int PrepareRootMoves() {
     Position& b = thread_board;
     const int us = b.SideToMove, them = ChangeSide(us);
@@ -80,6 +82,8 @@ int PrepareRootMoves() {
         RootScores[0] = alpha;
     else
         RootScores[0] = LastScoreSide == EngineSide ? LastScore : -LastScore;
+    // The evaluation of the root must not take its lazy exit by the bounds of another search.
+    UpdateLazyBounds(0);
 
     const int savedIteration  = IterationNumber;
     IterationNumber           = 10;
@@ -306,7 +310,6 @@ void probe_root() {
 
 } // namespace
 
-static void UpdateLazyBounds(int iteration);
 static void WaitWhilePondering();
 
 static void WaitWithTheOnlyMove() {

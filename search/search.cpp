@@ -320,7 +320,7 @@ int CaptureGain(Move move) {
     const int e = PstEg16[captured][them][to] + PstEg16[arriving][us][to] - PstEg16[moved][us][from];
     const int m = PstMg16[captured][them][to] + PstMg16[arriving][us][to] - PstMg16[moved][us][from];
     gain += (e * f + m * (256 - f)) >> 8;
-    if (arriving == QUEEN && promotion) gain += captured == PAWN ? 100 : 160;
+    if (arriving == QUEEN) gain += captured == PAWN ? 100 : 160;
     return gain;
 }
 
@@ -1090,7 +1090,6 @@ int Search(int alpha, int beta, int depth, int allowNull, int nodeKind) {
                     const int kind = inCheck ? 2 : nearAlpha;
                     for (int i = batchStart; i < index; i++) {
                         const Move earlier = MoveList[i].move;
-                        if (earlier == hashMove) continue;
                         if (stage == STAGE_EVASIONS && IsTactical(earlier)) continue;
                         PenalizeMove(d, earlier, kind, inCheck, MoveList[i].see);
                     }

@@ -11,6 +11,7 @@
 #include "book/book.h"
 #include "book/learn.h"
 #include "eval/evaluate.h"
+#include "eval/kpk.h"
 #include "eval/sigmoid.h"
 #include "eval/values.h"
 #include "frontend/game.h"
@@ -29,6 +30,7 @@ void FreshEngine() {
         InitBoardTables();
         Printed([] { LoadEvaluationValues(); }); // no values.txt here: the compiled-in weights
         InitSigmoidTables();
+        InitKpkTables();
     }
     CloseBook();
     SetDefaultSettings();

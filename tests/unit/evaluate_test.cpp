@@ -135,6 +135,29 @@ void RandomTunedTables(std::mt19937& random) {
     PressureCentre = pick(0, 40);
     InitPressureSigmoid();
     AggressivityHalf = 70, CowardiceHalf = 35;
+    // Piece terms and passers. White reads a square table turned about, so the mirror image is
+    // exact only for tables alike on both wings.
+    auto wings = [&](int32_t* table, int lo, int hi) {
+        for (int sq = 0; sq < 64; sq++) table[sq] = (sq & 7) < 4 ? pick(lo, hi) : table[sq ^ 7];
+    };
+    for (int32_t* table : {KnightOutpostMg, KnightOutpostEg, KnightOutpostDefendedMg, KnightOutpostContestedEg,
+                           BishopOutpostMg, BishopOutpostDefendedEg, BishopOutpostContestedMg,
+                           RookBehindBlockedPasserMg, RookBehindBlockedPasserEg})
+        wings(table, 0, 30);
+    for (int i = 0; i < 8; i++) RookHalfOpenMg[i] = pick(0, 30), RookHalfOpenEg[i] = pick(0, 30);
+    for (int i = 0; i < 17; i++) ThreatTableMg[i] = pick(-30, 30), ThreatTableEg[i] = pick(-30, 30);
+    for (auto& byKing : LoosePawnTable)
+        for (auto& byQueening : byKing)
+            for (int32_t& v : byQueening) v = pick(-30, 30);
+    for (int i = 0; i < 64; i++)
+        DevelopmentTable[i] = pick(0, 5), HomePawnsMg[i] = pick(-100, 100), HomePawnsEg[i] = pick(-100, 100);
+    BlockedPawnBonusMg = pick(-10, 10), BlockedPawnBonusEg = pick(-10, 10);
+    for (auto& row : PasserCountSource)
+        for (int32_t& v : row) v = pick(0, 60);
+    for (auto& row : RaceSource)
+        for (int32_t& v : row) v = pick(0, 300);
+    for (int i = 0; i < 16; i++) PassedStateEg[i] = pick(50, 150), PassedStateMg[i % 8] = pick(50, 150);
+    for (int i = 0; i < 24; i++) PassedOwnKing[i] = pick(-30, 30), PassedEnemyKing[i] = pick(-30, 30);
     std::vector<int32_t> table54(TABLE54_SIZE), table486(TABLE486_SIZE), time(TABLE486_SIZE, 256);
     for (int32_t& v : table54) v = pick(-60, 60);
     for (int32_t& v : table486) v = pick(-60, 60);

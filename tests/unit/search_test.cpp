@@ -359,3 +359,14 @@ TEST_F(SearchTest, DISABLED_MeasureTacticalSuite) {
 }
 
 } // namespace
+
+namespace {
+// A queen that captures is credited as a new queen is.
+TEST(SearchFixes, QueenCapturesGainTheQueenBonus) {
+    FreshEngine();
+    Load("rnb1kbnr/ppp1pppp/8/3p4/8/8/PPP1PPPP/RNBQKBNR w KQkq - 0 1");
+    const int byQueen = CaptureGain(MakeMoveWord(3, 35, QUEEN, PAWN));
+    const int byRook  = CaptureGain(MakeMoveWord(3, 35, ROOK, PAWN)); // the same squares, no queen bonus
+    EXPECT_GT(byQueen, byRook + 50);
+}
+} // namespace

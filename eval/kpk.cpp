@@ -1,0 +1,203 @@
+#include "eval/kpk.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "board/geometry.h"
+#include "eval/evaluate.h"
+
+uint8_t KpkExact[65536];
+uint8_t KpkRun[65536];
+
+namespace {
+
+constexpr uint8_t UNKNOWN = 0, DRAW = 1, WIN = 2, ILLEGAL = 3;
+
+inline void SetBit(uint8_t* table, int index) {
+    table[index >> 3] |= uint8_t(1u << (index & 7));
+}
+inline int Index(int t, int pawn, int wk, int bk) {
+    return KpkIndex(t, pawn, wk, bk);
+}
+
+// White has the king and the pawn; t 0 with White to move.
+bool Legal(int t, int pawn, int wk, int bk) {
+    if (wk == bk || wk == pawn || bk == pawn || (KingAttacks[wk] & Bit(bk))) return false;
+    // The side not to move may not be in check: only the pawn can give it.
+    return !(t == 0 && (WhitePawnAttacks[pawn] & Bit(bk)));
+}
+
+// Squares the black king may go to: not next to White's king, not attacked by the pawn; the pawn
+// itself only when White's king does not guard it.
+u64 BlackKingMoves(int pawn, int wk, int bk) {
+    return KingAttacks[bk] & ~KingAttacks[wk] & ~WhitePawnAttacks[pawn];
+}
+
+// After a promotion on `square` to a queen or a rook, Black to move: a win unless the new man is
+// lost at once or Black is stalemated.
+uint8_t AfterPromotion(int square, int wk, int bk, bool queen) {
+    if ((KingAttacks[bk] & Bit(square)) && !(KingAttacks[wk] & Bit(square))) return DRAW;
+    // What the new man covers; White's king blocks its lines, Black's king does not, since it
+    // cannot step back along the line that checks it.
+    static constexpr int steps[8][2] = {{0, 1}, {0, -1}, {1, 0}, {-1, 0}, {1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
+    u64 covered = 0;
+    for (int d = 0; d < (queen ? 8 : 4); d++) {
+        for (int f = FileOf(square) + steps[d][0], r = RankOf(square) + steps[d][1];
+             f >= 0 && f < 8 && r >= 0 && r < 8; f += steps[d][0], r += steps[d][1]) {
+            covered |= Bit(r * 8 + f);
+            if (r * 8 + f == wk) break;
+        }
+    }
+    if (KingAttacks[bk] & ~KingAttacks[wk] & ~covered) return WIN;
+    return (covered & Bit(bk)) ? WIN : DRAW; // mate, or stalemate
+}
+
+// One pawn square, every pair of kings, both sides to move, until nothing changes; the squares the
+// pawn goes to are solved already.
+void SolvePawnSquare(uint8_t* result, int pawn) {
+    const int rank = RankOf(pawn);
+    std::vector<int> open;
+    for (int wk = 0; wk < 64; wk++)
+        for (int bk = 0; bk < 64; bk++)
+            for (int t = 0; t < 2; t++) {
+                const int i = Index(t, pawn, wk, bk);
+                if (!Legal(t, pawn, wk, bk)) {
+                    result[i] = ILLEGAL;
+                    continue;
+                }
+                result[i] = UNKNOWN;
+                open.push_back(i);
+            }
+    for (bool changed = true; changed;) {
+        changed = false;
+        size_t kept = 0;
+        for (size_t k = 0; k < open.size(); k++) {
+            const int i = open[k], t = i & 1, wk = (i >> 7) & 63, bk = i >> 13;
+            uint8_t verdict = UNKNOWN;
+            if (t == 0) {
+                // White: any move to a win wins; all moves drawn is a draw.
+                bool allDrawn = true;
+                auto see      = [&](uint8_t v) {
+                    if (v == WIN) verdict = WIN;
+                    if (v != DRAW) allDrawn = false;
+                };
+                for (u64 set = KingAttacks[wk] & ~KingAttacks[bk] & ~Bit(pawn); set && verdict != WIN; set &= set - 1)
+                    see(result[Index(1, pawn, __builtin_ctzll(set), bk)]);
+                const int next = pawn + 8;
+                if (verdict != WIN && next != wk && next != bk) {
+                    if (rank == 6) {
+                        const uint8_t q = AfterPromotion(next, wk, bk, true);
+                        see(q == WIN ? WIN : AfterPromotion(next, wk, bk, false));
+                    } else {
+                        see(result[Index(1, next, wk, bk)]);
+                        if (rank == 1 && next + 8 != wk && next + 8 != bk) see(result[Index(1, next + 8, wk, bk)]);
+                    }
+                }
+                if (verdict != WIN && allDrawn) verdict = DRAW;
+            } else {
+                // Black: any move to a draw draws; all moves lost, or mate, loses.
+                bool allWon = true, moved = false;
+                for (u64 set = BlackKingMoves(pawn, wk, bk); set; set &= set - 1) {
+                    const int to = __builtin_ctzll(set);
+                    moved        = true;
+                    const uint8_t v = to == pawn ? DRAW : result[Index(0, pawn, wk, to)];
+                    if (v == DRAW) {
+                        verdict = DRAW;
+                        break;
+                    }
+                    if (v != WIN) allWon = false;
+                }
+                if (!moved) verdict = (WhitePawnAttacks[pawn] & Bit(bk)) ? WIN : DRAW;
+                else if (verdict != DRAW && allWon) verdict = WIN;
+            }
+            if (verdict != UNKNOWN) {
+                result[i] = verdict;
+                changed   = true;
+            } else {
+                open[kept++] = i;
+            }
+        }
+        open.resize(kept);
+    }
+    for (int i : open) result[i] = DRAW;
+}
+
+// The run: White only pushes, Black's king does its best.
+void RunPawnSquare(uint8_t* run, int pawn) {
+    const int rank = RankOf(pawn);
+    for (int wk = 0; wk < 64; wk++)
+        for (int bk = 0; bk < 64; bk++) {
+            if (wk == bk || wk == pawn || bk == pawn) continue;
+            const int next = pawn + 8;
+            uint8_t white  = 0;
+            if (next != wk && next != bk) {
+                if (rank == 6) {
+                    white = !((KingAttacks[bk] & Bit(next)) && !(KingAttacks[wk] & Bit(next)));
+                } else {
+                    white = run[Index(1, next, wk, bk)];
+                    if (rank == 1 && next + 8 != wk && next + 8 != bk) white |= run[Index(1, next + 8, wk, bk)];
+                }
+            }
+            run[Index(0, pawn, wk, bk)] = white;
+        }
+    for (int wk = 0; wk < 64; wk++)
+        for (int bk = 0; bk < 64; bk++) {
+            if (wk == bk || wk == pawn || bk == pawn) continue;
+            uint8_t black = 1;
+            bool moved    = false;
+            for (u64 set = BlackKingMoves(pawn, wk, bk) & ~Bit(wk); set; set &= set - 1) {
+                const int to = __builtin_ctzll(set);
+                moved        = true;
+                if (to == pawn || !run[Index(0, pawn, wk, to)]) black = 0;
+            }
+            if (!moved && !(WhitePawnAttacks[pawn] & Bit(bk))) black = 0;
+            run[Index(1, pawn, wk, bk)] = black;
+        }
+}
+
+} // namespace
+
+void InitKpkTables() {
+    static uint8_t result[524288], run[524288];
+    // Files a to d, rank 7 down to 2: a pawn's moves lead only to squares solved before.
+    for (int rank = 6; rank >= 1; rank--)
+        for (int file = 0; file < 4; file++) {
+            SolvePawnSquare(result, rank * 8 + file);
+            RunPawnSquare(run, rank * 8 + file);
+        }
+    std::memset(KpkExact, 0, sizeof KpkExact);
+    std::memset(KpkRun, 0, sizeof KpkRun);
+    for (int i = 0; i < 524288; i++) {
+        const int t = i & 1, pawn = (i >> 1) & 63, wk = (i >> 7) & 63, bk = i >> 13;
+        if (RankOf(pawn) == 0 || RankOf(pawn) == 7) continue;
+        // Files e to h are the mirror image of files a to d.
+        const int m = FileOf(pawn) < 4 ? i : Index(t, pawn ^ 7, wk ^ 7, bk ^ 7);
+        if (result[m] == WIN) SetBit(KpkExact, i);
+        if (run[m]) SetBit(KpkRun, i);
+    }
+}
+
+namespace {
+int Runs(int side, int pawn, int ownKing, int otherKing, bool square) {
+    EvalInfo& e = thread_eval_info;
+    if (side == BLACK) pawn = 63 - pawn, ownKing = 63 - ownKing, otherKing = 63 - otherKing;
+    const int t = thread_board.SideToMove == side ? 0 : 1;
+    int both;
+    if (square && (FileAbove[pawn] & Bit(ownKing))) {
+        both = int(!(PawnSquareWhite[pawn] & Bit(otherKing))) | int(!(PawnSquareWhiteWide[pawn] & Bit(otherKing))) << 1;
+    } else {
+        both = KpkPair(KpkRun, pawn, ownKing, otherKing);
+    }
+    if (both == 1 || both == 2) e.SideIndependent = 0;
+    return (both >> t) & 1;
+}
+} // namespace
+
+int PawnRuns(int side, int pawn, int ownKing, int otherKing) {
+    return Runs(side, pawn, ownKing, otherKing, true);
+}
+
+int PawnRunsRaw(int side, int pawn, int ownKing, int otherKing) {
+    return Runs(side, pawn, ownKing, otherKing, false);
+}
