@@ -28,6 +28,7 @@
 #include "search/think.h"
 #include "tablebases/tbprobe.h"
 #include "tools/perft.h"
+#include "tools/pgneval.h"
 
 std::array<std::string, MAX_TOKENS> Tokens;
 int TokenOffsets[MAX_TOKENS];
@@ -168,6 +169,7 @@ void ExecuteCommand() {
     int n            = Tokenize(line, MatchCommand("level", line) ? " :" : " ");
 
     if (MatchCommand("pgneval", line)) {
+        RunPgnEvaluation(n >= 2 ? Tokens[1].c_str() : "source.pgn");
     } else if (MatchCommand("q", line)) {
         ExitProgram(0);
     } else if (MatchCommand("clean", line)) {
@@ -198,7 +200,9 @@ void ExecuteCommand() {
     } else if (MatchCommand("loadfen", line)) {
         LoadFen(CommandLine.size() > 8 ? line + 8 : "");
     } else if (MatchCommand("epdevl", line) && n >= 2) {
+        RunEpdEvaluation(Tokens[1].c_str(), n >= 3 ? Tokens[2].c_str() : "out.epd");
     } else if (MatchCommand("selftest", line)) {
+        RunSelfTest(n >= 2 ? Tokens[1].c_str() : "source.pgn", ResetAll);
     } else if (MatchCommand("nopost", line)) {
         PostFlag = 0;
     } else if (MatchCommand("perft", line) && n >= 2) {

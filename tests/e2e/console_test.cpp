@@ -1,5 +1,5 @@
 // The console as a user or host meets it: the start-up print-out and the files behind it, line
-// handling, keyword prefixes, positions, moves, game results and the end of input.
+// handling, keyword prefixes, positions, moves, game results, the end of input, the tools.
 #include <gtest/gtest.h>
 
 #include "tests/support/engine_process.h"
@@ -171,6 +171,62 @@ TEST(StartupFiles, ValuesFileRepairsAndReload) {
     EXPECT_EQ(engine.Exchange("reload"), Lines{"Error loading values.txt"});
     EXPECT_EQ(engine.Exchange("brd").size(), 8u);
     EXPECT_EQ(engine.CloseAndWait(), 0);
+}
+
+// ------------------------------------------------------------------------------------------------
+// The developer's tools on real and hand-made files: pgneval and its training lines, epdevl.
+
+// A byte-order mark and CRLF, comments, nested variations, NAGs and a glyph standing alone; a
+// set-up game with a promotion and castling; a move that names nothing, one that names two, and a
+// game without a result.
+const char* HAND = "\xEF\xBB\xBF[Event \"hand\"]\r\n[Result \"1-0\"]\r\n[PlyCount \"9\"]\r\n\r\n"
+                   "{opening} 1. e4 $1 e5 (1... c5 2. Nf3 (2. c3) d6) 2. Nf3 !? Nc6 ; to the end\r\n"
+                   "3. Bb5 a6 4. Ba4 Nf6 5. 0-0 1-0\r\n\r\n"
+                   "[Result \"0-1\"]\n[FEN \"4k3/P7/8/8/8/8/8/4K2R w K - 0 1\"]\n\n1. a8=Q+ Kd7 2. O-O Ke6 3. Kh2 0-1\n\n"
+                   "[Result \"1/2-1/2\"]\n\n1. e4 e5 2. Nf3 Zz9 3. Nc3 1/2-1/2\n\n"
+                   "[Result \"1/2-1/2\"]\n[FEN \"4k3/8/8/8/8/2N3N1/8/4K3 w - - 0 1\"]\n\n1. Ne2 Kd7 1/2-1/2\n\n"
+                   "[Result \"*\"]\n\n1. d4 d5 *\n";
+
+Lines FileLines(const ScratchDir& dir, const char* name) {
+    std::istringstream in(dir.Read(name));
+    Lines lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+TEST(Tools, PgnevalPlaysWhatItCanReadAndCountsTheRest) {
+    ScratchDir dir;
+    dir.Write("source.pgn", HAND);
+    EngineProcess engine(false, {}, dir.path);
+    engine.Startup();
+    const Lines report = {"", "Can't recognize: Zz9...", "", "Ambigous move: Ne2...", "",
+                          "Processed 5 games: 3 read whole, 2 broken; 19 moves, 14 training lines"};
+    EXPECT_EQ(engine.Exchange("pgneval"), report);
+    const Lines csv = FileLines(dir, "my_eval.csv");
+    ASSERT_EQ(csv.size(), 14u);
+    EXPECT_EQ(csv[0], "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq ;e7e5;8;9;2");
+    EXPECT_EQ(csv[7], "r1bqkb1r/1ppp1ppp/p1n2n2/4p3/B3P3/5N2/PPPP1PPP/RNBQK2R w KQkq - ;e1g1;1;9;1");
+    EXPECT_EQ(csv[9], "Q7/3k4/8/8/8/8/8/4K2R w K - ;e1g1;-2;0;2");
+    EXPECT_EQ(engine.Exchange("selftest"), report);
+    EXPECT_EQ(FileLines(dir, "my_eval.csv").size(), 28u); // appended
+    EXPECT_EQ(engine.Exchange("pgneval none.pgn\nepdevl none.epd"),
+              (Lines{"Error opening file none.pgn...", "Error opening file none.epd..."}));
+    // epdevl: the line as read and its score; the colours exchanged score the same for the side to move.
+    dir.Write("in.epd", "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4;\r\nnot a position\r\n4k3/4p3/8/8/8/8/8/4K3 b - -\n");
+    EXPECT_EQ(engine.Exchange("epdevl in.epd"), Lines{"Illegal FEN: not a position"});
+    const Lines epd = FileLines(dir, "out.epd");
+    ASSERT_EQ(epd.size(), 2u);
+    EXPECT_EQ(epd[0].substr(0, 35) + epd[0].substr(35), "4k3/8/8/8/8/8/4P3/4K3 w - - bm e4;;" + epd[1].substr(28));
+    EXPECT_EQ(epd[1].substr(0, 28), "4k3/4p3/8/8/8/8/8/4K3 b - -;");
+    // Real games: all read whole, and as many moves as their PlyCount tags say.
+    const std::string games = DataPath("pgn/TCEC_Season_4_-_Superfinal-first10.pgn"), text = ReadFileText(games);
+    int plies = 0;
+    for (size_t at = text.find("[PlyCount \""); at != std::string::npos; at = text.find("[PlyCount \"", at + 1))
+        plies += std::stoi(text.substr(at + 11));
+    dir.Remove("my_eval.csv");
+    const std::string counts = engine.Exchange("pgneval " + games).back();
+    EXPECT_EQ(counts, "Processed 10 games: 10 read whole, 0 broken; " + std::to_string(plies) + " moves, " +
+                          std::to_string(FileLines(dir, "my_eval.csv").size()) + " training lines");
 }
 
 } // namespace

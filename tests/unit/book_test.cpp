@@ -14,7 +14,7 @@
 #include "book/book.h"
 #include "frontend/settings.h"
 #include "tests/support/engine_setup.h"
-#include "tools/bookbuild/san.h"
+#include "tools/san.h"
 
 namespace {
 

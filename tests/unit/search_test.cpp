@@ -20,7 +20,7 @@
 #include "search/think.h"
 #include "search/tt.h"
 #include "tests/support/engine_setup.h"
-#include "tools/bookbuild/san.h"
+#include "tools/san.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "board/makemove.h"
 #include "book/book.h"
-#include "tools/bookbuild/san.h"
+#include "tools/san.h"
 
 void InitBookBuild(BookBuild& build, int plyLimit, int minOccurrences) {
     build.plyLimit       = plyLimit;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "board/position.h"
-#include "tools/bookbuild/pgn.h"
+#include "tools/pgn.h"
 
 struct BuildMove {
     uint8_t from, to;

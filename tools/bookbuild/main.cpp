@@ -13,7 +13,7 @@
 #include "board/geometry.h"
 #include "board/position.h"
 #include "tools/bookbuild/bookbuild.h"
-#include "tools/bookbuild/pgn.h"
+#include "tools/pgn.h"
 
 namespace {
 

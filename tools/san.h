@@ -6,5 +6,6 @@
 // letter, file and/or rank of the origin, "x" or ":" for a capture, "-" between the squares,
 // "=Q" or "Q" for a promotion (a pawn reaching the last rank without one becomes a queen),
 // "O-O" and "O-O-O" (also with zeros), and trailing "+", "#", "!", "?" and "e.p.". A capture mark
-// must fit a capture; a missing one is forgiven.
-Move ParseSanMove(const char* text);
+// must fit a capture; a missing one is forgiven. `fitting`, when given, receives the number of
+// legal moves that fit the text (2 or more: ambiguous).
+Move ParseSanMove(const char* text, int* fitting = nullptr);

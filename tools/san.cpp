@@ -1,4 +1,4 @@
-#include "tools/bookbuild/san.h"
+#include "tools/san.h"
 
 #include <cctype>
 #include <cstring>
@@ -36,7 +36,7 @@ struct SanMatch {
     Move Result() const { return found == 1 ? move : 0; }
 };
 
-Move ParseCastling(const std::string& text) {
+Move ParseCastling(const std::string& text, int* fitting) {
     const bool kingSide  = text == "O-O" || text == "0-0";
     const bool queenSide = text == "O-O-O" || text == "0-0-0";
     if (!kingSide && !queenSide) return 0;
@@ -48,18 +48,20 @@ Move ParseCastling(const std::string& text) {
         const Move move = MoveList[i].move;
         if (MovedPiece(move) == KING && MoveFrom(move) == from && MoveTo(move) == to) match.Add(move);
     }
+    if (fitting) *fitting = match.found;
     return match.Result();
 }
 
 } // namespace
 
-Move ParseSanMove(const char* input) {
+Move ParseSanMove(const char* input, int* fitting) {
+    if (fitting) *fitting = 0;
     std::string text(input);
     // Annotations and check marks say nothing about the move.
     if (text.size() > 4 && text.compare(text.size() - 4, 4, "e.p.") == 0) text.resize(text.size() - 4);
     while (!text.empty() && std::strchr("+#!?", text.back())) text.pop_back();
     if (text.empty()) return 0;
-    if (text[0] == 'O' || text[0] == '0') return ParseCastling(text);
+    if (text[0] == 'O' || text[0] == '0') return ParseCastling(text, fitting);
 
     size_t pos  = 0;
     int piece   = PieceOfLetter(text[0]);
@@ -120,5 +122,6 @@ Move ParseSanMove(const char* input) {
         if (capture && !takes) continue;
         match.Add(move);
     }
+    if (fitting) *fitting = match.found;
     return match.Result();
 }

@@ -12,6 +12,8 @@ struct PgnGame {
     std::string white, black;
     int result;             // one of the PGN_ results, from the Result tag or the closing marker
     bool fromSetUp;         // a FEN tag: the game does not start from the initial position
+    std::string fen;        // the FEN tag's value
+    int plyCount;           // the PlyCount tag, 0 without one
     std::vector<std::string> moves; // main-line move texts, move numbers and annotations removed
 };
 
@@ -21,7 +23,7 @@ struct PgnReader {
     size_t pos;
 };
 
-// Loads a whole file; false when it cannot be read.
+// Loads a whole file; false when it cannot be read. A byte-order mark at its start is passed over.
 bool OpenPgn(PgnReader& reader, const char* path);
 // The next game, with comments {...} and ;..., variations (...), NAGs $n, move numbers and
 // "%" escape lines skipped. False at the end of the text.

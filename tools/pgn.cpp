@@ -1,7 +1,8 @@
-#include "tools/bookbuild/pgn.h"
+#include "tools/pgn.h"
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 bool OpenPgn(PgnReader& reader, const char* path) {
@@ -14,6 +15,7 @@ bool OpenPgn(PgnReader& reader, const char* path) {
     while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0) reader.text.append(buffer, got);
     const bool failed = std::ferror(file) != 0;
     std::fclose(file);
+    if (reader.text.compare(0, 3, "\xEF\xBB\xBF") == 0) reader.pos = 3;
     return !failed;
 }
 
@@ -50,7 +52,11 @@ static void ReadTag(PgnReader& reader, PgnGame& game, bool& resultTagSeen) {
 
     if (name == "White") game.white = value;
     if (name == "Black") game.black = value;
-    if (name == "FEN") game.fromSetUp = true;
+    if (name == "FEN") {
+        game.fromSetUp = true;
+        game.fen       = value;
+    }
+    if (name == "PlyCount") game.plyCount = std::atoi(value.c_str());
     if (name == "Result") {
         game.result   = ResultOfText(value);
         resultTagSeen = true;
@@ -96,7 +102,9 @@ bool ReadPgnGame(PgnReader& reader, PgnGame& game) {
                 continue;
             }
             started = inMoves = true;
-            if (variationDepth > 0 || token[0] == '$') continue;
+            // Variations, numeric and glyph annotations ("$14", "!?" standing alone) are no moves.
+            if (variationDepth > 0 || token[0] == '$' || token.find_first_not_of("!?") == std::string::npos)
+                continue;
             if (IsResultMarker(token)) {
                 if (!resultTagSeen) game.result = ResultOfText(token);
                 return true;
