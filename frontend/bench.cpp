@@ -6,6 +6,7 @@
 #include "board/movegen.h"
 #include "board/ply.h"
 #include "board/position.h"
+#include "book/book.h"
 #include "book/learn.h"
 #include "eval/evaluate.h"
 #include "platform/platform.h"
@@ -74,6 +75,7 @@ struct Override {
 Override Overrides[] = {
     {&UciMode, 0, 0},         {&PostFlag, 0, 0},        {&MultiPV, 1, 0},           {&MateDepth, 0, 0},
     {&SearchMoveCount, 0, 0}, {&PonderingNow, 0, 0},    {&GoPonder, 0, 0},          {&UseLearningData, 0, 0},
+    {&UseLearning, 0, 0},     {&UseBookLearning, 0, 0},
     {&TbMaxMen, 0, 0},        {&Aggressivity, 100, 0},  {&AggressivityHalf, 50, 0}, {&Cowardice, 100, 0},
     {&CowardiceHalf, 50, 0},  {&PollInterval, 5000, 0}, {&PollIgnoresInput, 1, 0},  {&LastScore, 0, 0},
     {&LastScoreSide, 0, 0},

@@ -190,6 +190,7 @@ void ExecuteCommand() {
     } else if (MatchCommand("post", line)) {
         PostFlag = 1;
     } else if (MatchCommand("reset", line)) {
+        if (RootScores[0] == 0) LearnGivenUpGame();
         ResetGameMemory();
     } else if (MatchCommand("level", line) && n >= 2) {
         SetLevel(n);

@@ -6,15 +6,21 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "book/book.h"
+#include "book/booklearn.h"
+#include "eval/evaluate.h"
 #include "frontend/settings.h"
 #include "search/think.h"
 
 void NewGame() {
+    // The game that ends here teaches the book while its moves are still on the board.
+    if (!FritzMode && !UciMode) LearnGivenUpGame();
     SetStartPosition();
     ResetGameLimits();
     ForceMode = 0;
     if (!FritzMode && !UciMode) ResetGameMemory();
 }
+
+void LearnGivenUpGame() { LearnGameForEngine(EngineSide, BOOK_RESULT_DRAW); }
 
 void ResetGameMemory() {
     ResetSearchMemory();

@@ -5,6 +5,8 @@
 // The start position and the limits of a new game; outside UCI and fritz mode also a new game
 // memory.
 void NewGame();
+// A game given up before its end teaches the book as a draw, when book learning is still due.
+void LearnGivenUpGame();
 // What the engine remembers of the game (histories, the last score, book learning) starts afresh.
 void ResetGameMemory();
 // SetFen for a command: also forgets the score of the last search.

@@ -53,6 +53,7 @@ static void PrintSettings() {
 static void ReleaseEverything() {
     FreeTables();
     if (BookLoaded) CloseBook();
+    CloseLearnFile();
 }
 
 void InitializeEngine() {
@@ -77,6 +78,7 @@ void InitializeEngine() {
     // The ini file may have opened a book of its own already.
     if (!BookLoaded) OpenBook("Book.vbk");
     PrintSettings();
+    OpenLearnFile("Learn.vb1");
     PostFlag                 = 1;
     OwnClock                 = NO_CLOCK;
     ReadCommandsDuringSearch = ReadSearchInput;

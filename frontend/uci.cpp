@@ -75,6 +75,7 @@ void SetOptionCommand(int n) {
 
 void UciNewGameCommand() {
     LastBestMove = 0;
+    LearnGivenUpGame();
     ResetGameMemory();
 }
 

@@ -9,6 +9,7 @@
 #include "board/ordering.h"
 #include "board/ply.h"
 #include "book/book.h"
+#include "book/booklearn.h"
 #include "eval/evaluate.h"
 #include "platform/platform.h"
 #include "search/report.h"
@@ -34,9 +35,13 @@ int SearchMoveCount;
 
 namespace {
 
+// The game is over by rule: the book learns it as drawn, unless a mate ended it earlier through
+// the score.
 void TellResult(const char* line) {
     // On the opponent's time the board holds a move that has not been played yet.
-    if (UciMode || (PonderingNow && PredictedMove)) return;
+    if (PonderingNow && PredictedMove) return;
+    if (BookLearningDue()) LearnGameResult(BOOK_RESULT_DRAW);
+    if (UciMode) return;
     std::printf("%s\n", line);
     std::fflush(stdout);
 }

@@ -7,6 +7,8 @@
 #include "board/ordering.h"
 #include "board/ply.h"
 #include "book/book.h"
+#include "book/booklearn.h"
+#include "book/learn.h"
 #include "eval/evaluate.h"
 #include "eval/material.h"
 #include "platform/platform.h"
@@ -199,7 +201,8 @@ int CheckTime(int atIterationStart) {
     return e >= (U < H ? U : H);
 }
 
-// Resign when the engine's own last moves all stood below the resign value.
+// Resign when the engine's own last moves all stood below the resign value; a game given up is
+// lost for the book.
 static void ResignTest() {
     int turns = 0;
     for (int t = 0; t < 10; t++) {
@@ -213,7 +216,17 @@ static void ResignTest() {
         if (RecentKeys[9 - t] != key || RecentScores[9 - t] >= -ResignValue) break;
         turns++;
     }
-    if (turns >= ResignTimes) std::printf("resign\n");
+    if (turns >= ResignTimes) {
+        std::printf("resign\n");
+        LearnGameForEngine(EngineSide, BOOK_RESULT_BAD);
+    }
+}
+
+// Position learning looks at the move just made and the searches behind it.
+static void LearnFromMove() {
+    if (!UseLearning) return;
+    LearnAfterMove({RecentScores, RecentKeys, RecentBook, RootScores[0], IterationNumber});
+    std::fflush(stdout);
 }
 
 static bool PonderMoveLegalNow() { return PonderMove && IsMoveLegal(PonderMove); }
@@ -275,6 +288,10 @@ int Think() {
             if (NewGameRequested) break;
         }
 
+        // A score that says clearly who stands better settles the book's view of this game.
+        if (BookLearningDue() && !BookMoveChosen && (s > BookLearningBound || s < -BookLearningBound))
+            LearnGameResult(s >= 0 ? BOOK_RESULT_GOOD : BOOK_RESULT_BAD);
+
         const Move best = MoveList[0].move;
         if (GoPonder) {
             // The host has not let us move yet: ponderhit or stop will play it.
@@ -300,12 +317,14 @@ int Think() {
                 else
                     std::printf("bestmove %s\n", MoveText(best));
                 std::fflush(stdout);
+                LearnFromMove();
                 break; // a UCI host never lets the engine ponder by itself
             }
         }
         ResignTest();
         std::printf("move %s\n", MoveText(best));
         std::fflush(stdout);
+        if (!GoPonder) LearnFromMove();
 
         // Thinking on the opponent's time: guess the reply when the table has none. Without input
         // nothing could end that search.

@@ -1,8 +1,10 @@
 // The opening book as a user meets it: a book made by the builder program, found at start-up under
-// the default name and listed by `bkm`; books of the old version; broken books.
+// the default name and listed by `bkm`; books of the old version; broken books; learning.
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
+#include <unistd.h>
 
 #include "tests/support/engine_process.h"
 
@@ -107,6 +109,79 @@ TEST_F(BookConsole, BrokenBooksAreReportedAndPlayGoesOnWithout) {
         EXPECT_EQ(engine->CloseAndWait(), 0);
         EXPECT_EQ(dir.Read("Book.vbk"), bytes);
     }
+}
+
+// ------------------------------------------------------------------------------------------------
+// Learning: games given up by every protocol's command teach the book, and games with learning on,
+// killed at random moments, leave files that open whole.
+
+void BuildBook(const ScratchDir& dir, const std::string& games, const std::string& options) {
+    dir.Write("games.pgn", games);
+    ASSERT_EQ(std::system(("'" BOOKBUILD_PATH "' " + options + " -o '" + dir.File("Book.vbk") + "' '" +
+                           dir.File("games.pgn") + "' > /dev/null").c_str()), 0);
+}
+
+// The engine plays Black from the book (lost twice: 0%) for three moves, and the game is given up.
+// Its last move is not reached by the walk; the two before it count as draws.
+TEST(Learning, GivenUpGamesTeachTheBookAsDraws) {
+    for (const std::string ending : {"ucinewgame", "new", "reset", "off"}) {
+        SCOPED_TRACE(ending);
+        ScratchDir dir;
+        ASSERT_NO_FATAL_FAILURE(BuildBook(dir, "[Result \"1-0\"]\n1. e4 e5 2. Nf3 Nc6 3. Bb5 a6 1-0\n"
+                                          "[Result \"1-0\"]\n1. e4 e5 2. Nf3 Nc6 3. Bb5 a6 1-0\n", "-plies 6 -min 1"));
+        if (ending == "off") dir.Write("Velumbrak.ini", "UseBookLearning off\n");
+        const std::string book = dir.Read("Book.vbk");
+        EngineProcess engine(false, {}, dir.path);
+        engine.Startup();
+        if (ending == "ucinewgame") {
+            engine.Send("uci");
+            engine.ReadUntil("uciok");
+            std::string moves = "position startpos moves e2e4";
+            for (const char* white : {" g1f3", " f1b5", ""}) {
+                engine.Send(moves + "\ngo depth 2");
+                moves += " " + Words(engine.ReadUntil("bestmove").back()).at(1) + white;
+            }
+        } else {
+            for (const char* white : {"easy\nsd 2\ne2e4", "g1f3", "f1b5"}) engine.Exchange(white);
+        }
+        engine.Exchange(ending == "off" ? "new" : ending);
+        const bool learns = ending != "off";
+        for (const auto& [fen, counts] : std::vector<std::pair<std::string, std::string>>{
+                 {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1", learns ? "e7e5 16% (not less than 3" : "e7e5 0% (not less than 2"},
+                 {"rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 2", learns ? "b8c6 16% (not less than 3" : "b8c6 0% (not less than 2"},
+                 {"r1bqkbnr/pppp1ppp/2n5/1B2p3/4P3/5N2/PPPP1PPP/RNBQK2R b KQkq - 3 3", "a7a6 0% (not less than 2"}}) {
+            const Lines lines = engine.Exchange("force\nloadfen " + fen + "\nbkm");
+            EXPECT_EQ(lines.size() == 3 ? lines[2] : "", counts + " game(s))");
+        }
+        EXPECT_EQ(engine.CloseAndWait(), 0);
+        EXPECT_EQ(dir.Read("Book.vbk") == book, !learns);
+        EXPECT_FALSE(std::filesystem::exists(dir.File("Learn.vb1")));
+    }
+}
+
+// 12 rounds (or VELUMBRAK_SOAK_ROUNDS) of self-play from the book with both kinds of learning on,
+// each killed with SIGKILL at a random moment: every start opens both files with whole records.
+TEST(Learning, EnginesKilledDuringGamesLeaveFilesThatOpen) {
+    ScratchDir dir;
+    ASSERT_NO_FATAL_FAILURE(BuildBook(dir, ReadFileText(DataPath("pgn/TCEC_Season_4_-_Superfinal-first10.pgn")), "-plies 8"));
+    dir.Write("Velumbrak.ini", "Learning on\nUseLearningData on\nLogLearningIntoFile on\nBookLearningBound 30\n");
+    std::mt19937 random(7);
+    const int rounds = std::getenv("VELUMBRAK_SOAK_ROUNDS") ? std::atoi(std::getenv("VELUMBRAK_SOAK_ROUNDS")) : 12;
+    int moves = 0;
+    for (int round = 0; round < rounds; round++) {
+        EngineProcess engine(false, {}, dir.path);
+        const std::string start = ::testing::PrintToString(engine.Startup());
+        ASSERT_TRUE(start.find("nodes in openings book") != std::string::npos && start.find("Invalid") == std::string::npos) << start;
+        const size_t size = ReadFileText(dir.File("Learn.vb1")).size();
+        ASSERT_TRUE(size == 0 || (size >= 262167 && (size - 262167) % 24 == 0)) << size;
+        const int64_t end = SteadyMs() + int64_t(random() % 700);
+        engine.Send("easy\nsd 6\ngo");
+        for (std::string line; SteadyMs() < end && engine.ReadLine(line, 3000);)
+            if (StartsWith(line, "move ") && ++moves) engine.Send("go");
+            else if (StartsWith(line, "1-0") || StartsWith(line, "0-1") || StartsWith(line, "1/2")) engine.Send("new\nsd 6\ngo");
+    } // SIGKILL, wherever the engine stands
+    std::printf("%d moves; Learn.vb1 %zu bytes\n", moves, ReadFileText(dir.File("Learn.vb1")).size());
+    EXPECT_GT(moves, 2 * rounds);
 }
 
 } // namespace

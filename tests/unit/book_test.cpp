@@ -6,12 +6,15 @@
 
 #include <array>
 #include <map>
+#include <random>
 #include <set>
 #include <tuple>
 #include <sys/wait.h>
 
 #include "board/makemove.h"
 #include "book/book.h"
+#include "book/booklearn.h"
+#include "book/learn.h"
 #include "frontend/settings.h"
 #include "tests/support/engine_setup.h"
 #include "tools/san.h"
@@ -308,6 +311,12 @@ std::string MakeBook(const HandBook& positions, bool signedOrder = true) {
     return bytes + blocks;
 }
 
+// The bytes with one 32-bit word changed.
+std::string Patched(std::string bytes, size_t at, u32 value) {
+    for (int i = 0; i < 4; i++) bytes[at + i] = char(value >> (8 * i));
+    return bytes;
+}
+
 const char* START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
 std::set<std::string> Chosen(int picks = 300) {
@@ -366,11 +375,7 @@ TEST_F(BookTest, BrokenBooksAreRefusedAndLeftUntouched) {
                           {"rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1", {{"e7e5", 2, 0}}}};
     const std::string good = MakeBook(two);
     ASSERT_EQ(good.size(), 36u + 24 + 9 + 5);
-    auto patch = [&](size_t at, u32 value) {
-        std::string bytes = good;
-        for (int i = 0; i < 4; i++) bytes[at + i] = char(value >> (8 * i));
-        return bytes;
-    };
+    auto patch = [&](size_t at, u32 value) { return Patched(good, at, value); };
     std::string swapped = good;
     std::swap_ranges(swapped.begin() + 36, swapped.begin() + 48, swapped.begin() + 48);
     const std::string invalid = "Invalid book format\n";
@@ -395,6 +400,162 @@ TEST_F(BookTest, BrokenBooksAreRefusedAndLeftUntouched) {
     }
     EXPECT_EQ(Printed([&] { OpenBook(dir.File("none.vbk").c_str()); }), "Error opening \"" + dir.File("none.vbk") + "\"!\n");
     EXPECT_EQ(Printed([&] { OpenBook(dir.path.c_str()); }), invalid); // a folder opens but is no book
+}
+
+// The counters of one book move of a position, "for/against".
+std::string CountersOf(const std::string& fen, const std::string& move) {
+    Load(fen);
+    BookMoveBlock block;
+    for (int i = 0; FindBookPosition() && ReadBookMoveBlock(block) && i < block.count; i++)
+        if (MoveText(MakeMoveWord(block.from[i], block.to[i], 0, 0)) == move)
+            return std::to_string(block.counter[i] & 0xFF) + "/" + std::to_string(block.counter[i] >> 8);
+    return "absent";
+}
+
+TEST_F(BookTest, LearningCreditsTheWalkingSidesMovesAndScalesPastTheLimit) {
+    const char* afterE4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1";
+    const char* afterE5 = "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 2";
+    dir.Write("b.vbk", MakeBook({{START, {{"e2e4", 10, 4}}}, {afterE4, {{"e7e5", 3, 3}}},
+                                 {afterE5, {{"f1c4", 30, 61}, {"g1f3", 254, 10}, {"b1c3", 0, 0}, {"f2f4", 255, 255}}},
+                                 {"rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 1 2", {{"b8c6", 8, 8}}}}));
+    Printed([&] { OpenBook(dir.File("b.vbk").c_str()); });
+    auto game = [] { BookLearningDone = 0, Load(START), Play({"e2e4", "e7e5", "g1f3", "b8c6"}); };
+    // White to move: Nf3 is credited and its 256 scales the position; the first move is never
+    // reached, Black's moves stay, and the game is as it was.
+    game();
+    const u64 key = thread_board.HashKey;
+    LearnGameResult(BOOK_RESULT_GOOD);
+    EXPECT_TRUE(thread_board.HashKey == key && HistoryCount == 4 && !BookLearningDue());
+    EXPECT_EQ(CountersOf(afterE5, "g1f3") + CountersOf(afterE5, "f1c4") + CountersOf(afterE5, "b1c3") +
+                  CountersOf(afterE5, "f2f4") + CountersOf(START, "e2e4") + CountersOf(afterE4, "e7e5"),
+              "170/620/400/0255/25510/43/3");
+    game(); // the engine's side walks from one move earlier when the opponent is to move
+    LearnGameForEngine(BLACK, BOOK_RESULT_BAD);
+    EXPECT_EQ(CountersOf(afterE4, "e7e5") + CountersOf(afterE5, "g1f3"), "3/5170/6");
+}
+
+// ------------------------------------------------------------------------------------------------
+// Position learning on disk: the file made, found, refreshed, refused and left alone; falls that
+// wait for confirmation; writers of both files killed at random moments.
+
+struct LearnTest : BookTest {
+    void TearDown() override { CloseLearnFile(), BookTest::TearDown(), SetDefaultLearningSettings(); }
+    ScratchDir here{true}; // learn.log goes to the current folder
+    std::string Open() { return Printed([] { OpenLearnFile("Learn.vb1"); }); }
+    size_t Records() { return (here.Read("Learn.vb1").size() - 262167) / 24; }
+};
+
+void Learn(int depth, int score) {
+    LearnQueue(LearnKey1(thread_board.HashKey), LearnKey2(thread_board.HashKey), 0, 0, score, depth);
+    LearnFlushPending();
+}
+
+TEST_F(LearnTest, OnlyLearningMakesAndWritesTheFile) {
+    EXPECT_EQ(Open(), "");
+    UseLearningData = 1; // the data alone read, and a missing file stays missing
+    EXPECT_EQ(Open(), "");
+    EXPECT_TRUE(std::filesystem::is_empty(here.path));
+    UseLearning = LogLearningIntoFile = 1;
+    Open();
+    EXPECT_EQ(here.Read("Learn.vb1"), "Velumbrak learning file" + std::string(262144, '\0'));
+    Load("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - 2 3");
+    Learn(30, -120);
+    Load("r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - 2 3"); // the men alone make the key
+    Learn(38, -300);
+    UseLearning = 0;
+    Open();
+    int depth, score;
+    ASSERT_TRUE(LearnProbe(&depth, &score));
+    EXPECT_EQ(depth * 1000 + score, 38000 - 300);
+    const std::string file = here.Read("Learn.vb1");
+    Learn(50, 1);
+    EXPECT_TRUE(here.Read("Learn.vb1") == file);
+    EXPECT_EQ(here.Read("learn.log"), "0\tAdd: Depth = 30\tOldEvaluation = 0\tEvaluaton = -120\tFEN = "
+                                     "r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R w KQkq - \n1\tRefresh: Depth = 38\t"
+                                     "OldEvaluation = 0\tEvaluaton = -300\tFEN = r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/"
+                                     "RNBQKB1R b KQkq - \n");
+}
+
+TEST_F(LearnTest, DamagedFilesAreReportedInOneLineAndNeverWritten) {
+    UseLearning = UseLearningData = 1;
+    Open();
+    Learn(30, 5);
+    CloseLearnFile();
+    const std::string good = here.Read("Learn.vb1");
+    const u32 slot         = 23 + 4 * (LearnKey1(thread_board.HashKey) & 0xFFFF);
+    auto patch             = [&](size_t at, u32 value) { return Patched(good, at, value); };
+    int index = 0;
+    for (const std::string& bad : {std::string(), good.substr(0, 262166), good.substr(0, 262177), good + "xy",
+                                   "v" + good.substr(1), patch(slot, 262191), patch(slot, 262168),
+                                   patch(262187, 262167), patch(slot < 262160 ? slot + 4 : 23, 262167)}) {
+        SCOPED_TRACE("case " + std::to_string(index++));
+        here.Write("Learn.vb1", bad);
+        EXPECT_EQ(Open(), "Invalid learning file \"Learn.vb1\": not used\n");
+        Learn(40, 9);
+        int depth, score;
+        EXPECT_FALSE(LearnFileOpen() || LearnProbe(&depth, &score) || here.Read("Learn.vb1") != bad);
+    }
+}
+
+// White fell between its last two moves; the last three scores are given.
+int AfterMove(int older, int previous, int last, int iteration, bool sameGame = true) {
+    u64 keys[10]   = {0, 0, 0, 0, 0, 0, 0, 0, sameGame ? History[HistoryCount - 2].HashKey : 0, thread_board.HashKey};
+    int scores[10] = {0, 0, 0, 0, 0, 0, 0, older, previous, last}, book[10] = {};
+    LearnAfterMove({scores, keys, book, last, iteration});
+    return PendingLearnCount;
+}
+
+TEST_F(LearnTest, AFallWaitsForTheNextMoveToConfirmIt) {
+    UseLearning = UseLearningData = 1;
+    Open();
+    Load(START);
+    Play({"e2e4", "e7e5", "g1f3", "b8c6", "f1b5"});
+    const u64 key = thread_board.HashKey;
+    EXPECT_EQ(AfterMove(100, 100, 60, 7) + AfterMove(100, 100, 59, 7, false) + AfterMove(100, 100, 59, 6), 0);
+    ASSERT_EQ(AfterMove(100, 100, 59, 7), 1);
+    EXPECT_EQ(thread_board.HashKey, key);
+    EXPECT_STREQ(MoveText(PendingLearn[0].move), "g1f3"); // chosen where the fall began
+    EXPECT_EQ(AfterMove(-20, 100, 59, 8) + AfterMove(-20, 100, 59, 8) + AfterMove(-20, 100, 59, 8), 2 + 3 + 3);
+    EXPECT_EQ(AfterMove(100, 59, -400, 6), 3);
+    EXPECT_EQ(Records(), 0u);
+    EXPECT_EQ(AfterMove(100, 59, -401, 6), 0); // confirmed: all three go to the file
+    EXPECT_EQ(Records(), 1u);
+    EXPECT_EQ(AfterMove(100, 100, 59, 8), 0); // stored as deep already
+    EXPECT_EQ(AfterMove(100, 100, 59, 9), 1);
+    EXPECT_EQ(AfterMove(0, 0, 0, 9), 0); // the score came back: nothing is learnt
+}
+
+// Writers of both files killed at random moments, 60 times: each time both files open again with
+// whole records, and only the book's counters ever change.
+TEST_F(LearnTest, WritersKilledAtRandomLeaveFilesThatOpen) {
+    UseLearning = UseLearningData = 1;
+    Load(START);
+    const std::string book = MakeBook({{START, {{"e2e4", 64, 2}, {"d2d4", 1, 1}, {"g1f3", 0, 0}}}});
+    here.Write("Book.vbk", book);
+    std::mt19937 random(20240611);
+    for (int round = 0; round < 60; round++) {
+        const unsigned seed = random();
+        const pid_t child   = fork();
+        if (child == 0) {
+            std::mt19937 mine(seed);
+            Printed([] { OpenLearnFile("Learn.vb1"), OpenBook("Book.vbk"); });
+            for (;;) {
+                for (int i = 0; i < 3; i++) LearnQueue(mine(), mine(), mine(), 0, int(mine() % 999), 6 + int(mine() % 80));
+                LearnFlushPending();
+                UpdateBookMove(int(mine() % 3), Find(mine() % 2 ? "e2e4" : "d2d4"));
+            }
+        }
+        usleep(useconds_t(2000 + random() % 20000));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        ASSERT_EQ(Open(), "") << "after kill " << round;
+        ASSERT_EQ((here.Read("Learn.vb1").size() - 262167) % 24, 0u);
+        ASSERT_EQ(Printed([] { OpenBook("Book.vbk"); }), "1 nodes in openings book\n");
+        std::string now = here.Read("Book.vbk");
+        for (size_t at : {51, 52, 55, 56}) now[at] = book[at];
+        ASSERT_TRUE(now == book);
+    }
+    EXPECT_GT(Records(), 60u);
 }
 
 } // namespace
