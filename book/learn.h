@@ -27,6 +27,7 @@ void SetDefaultLearningSettings();
 // A record is written whole before anything points to it, and every link or refresh is one write,
 // so a process killed at any moment leaves a file whose chains hold whole records only.
 // ---------------------------------------------------------------------------------------------
+constexpr char LEARN_FILE[]       = "Learn.vb1";
 constexpr char LEARN_MAGIC[]      = "Velumbrak learning file";
 constexpr int LEARN_MAGIC_SIZE    = 23;
 constexpr int LEARN_BUCKETS       = 65536;

@@ -78,7 +78,7 @@ void InitializeEngine() {
     // The ini file may have opened a book of its own already.
     if (!BookLoaded) OpenBook("Book.vbk");
     PrintSettings();
-    OpenLearnFile("Learn.vb1");
+    OpenLearnFile(LEARN_FILE);
     PostFlag                 = 1;
     OwnClock                 = NO_CLOCK;
     ReadCommandsDuringSearch = ReadSearchInput;

@@ -117,5 +117,7 @@ void XboardOptionCommand(const char* text) {
         if (strcasecmp(name.c_str(), o.name) != 0) continue;
         *o.value = int(std::clamp(std::strtol(value.c_str(), nullptr, 10), long(o.min), long(o.max)));
         if (o.half) *o.half = *o.value / 2;
+        // The learning file follows its switches: opened, made or closed as they now ask.
+        if (o.value == &UseLearning || o.value == &UseLearningData) OpenLearnFile(LEARN_FILE);
     }
 }
