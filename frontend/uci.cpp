@@ -28,6 +28,8 @@ void UciCommand() {
     std::printf("option name Aggressivity type spin default %d min 0 max 300\n", Aggressivity);
     std::printf("option name Defensivity type spin default %d min 0 max 300\n", Cowardice);
     std::printf("option name Clear Hash type button\n");
+    std::printf("option name Ponder type check default true\n");
+    std::printf("option name Move Overhead type spin default 10 min 0 max 5000\n");
     std::printf("uciok\n");
     std::fflush(stdout);
     UciMode       = 1;
@@ -46,6 +48,13 @@ void SetOptionCommand(int n) {
         if (MatchCommand("Hash", Tokens[3].c_str())) ClearTransposition();
         return;
     }
+    if (MatchCommand("Move", name)) {
+        if (n >= 6 && MatchCommand("Overhead", Tokens[3].c_str()) && MatchCommand("value", Tokens[4].c_str())) {
+            const int ms = TokenNumber(5);
+            MoveOverhead = ms < 0 ? 0 : ms > 5000 ? 5000 : ms;
+        }
+        return;
+    }
     // Every other option needs its value word; a line without it is dropped.
     if (n < 5 || !MatchCommand("value", Tokens[3].c_str())) return;
     if (MatchCommand("Aggressivity", name)) {
@@ -60,6 +69,10 @@ void SetOptionCommand(int n) {
         SetTranspositionSize(MegabytesOf(4));
     } else if (MatchCommand("PawnHash", name)) {
         SetPawnHashSize(MegabytesOf(4));
+    } else if (MatchCommand("Ponder", name)) {
+        // Only recorded: the engine ponders whenever the host sends `go ponder`.
+        if (MatchCommand("false", Tokens[4].c_str())) UciPonder = 0;
+        if (MatchCommand("true", Tokens[4].c_str())) UciPonder = 1;
     } else if (MatchCommand("OwnBook", name)) {
         if (MatchCommand("false", Tokens[4].c_str())) OwnBook = 0;
         if (MatchCommand("true", Tokens[4].c_str())) OwnBook = 1;

@@ -1,5 +1,6 @@
 #include "search/think.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "board/makemove.h"
@@ -20,6 +21,8 @@
 
 int MultiPV;
 int OwnBook;
+int UciPonder;
+int MoveOverhead;
 int PostFlag;
 int UciMode;
 int PonderEnabled;
@@ -67,6 +70,8 @@ static int RecentBook[10]   = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 void SetDefaultSearchSettings() {
     MultiPV       = 1;
     OwnBook       = 1;
+    UciPonder     = 1;
+    MoveOverhead  = 10;
     PostFlag      = 1;
     UciMode       = 0;
     PonderEnabled = 1;
@@ -153,7 +158,9 @@ int ConsoleScore(int score) {
 
 void AllocateTime() {
     const int64_t h = HistoryCount;
-    const int64_t B = int64_t(OwnClock) * 95 / 100 - 1; // the last 5 percent are never planned
+    int64_t B = int64_t(OwnClock) * 95 / 100 - 1; // the last 5 percent are never planned
+    // The host's lag comes off the clock, but never below nothing: a tiny clock still moves at once.
+    if (UciMode) B = std::max<int64_t>(B - (MoveOverhead + 9) / 10, std::min<int64_t>(B, 0));
     int64_t T;
     if (FixedTime) {
         TargetTime = HardTime = FixedTime;

@@ -9,6 +9,8 @@
 // ---- Settings: set at start-up, changed by commands and options ----
 extern int MultiPV;       // lines searched at the root
 extern int OwnBook;       // book moves may be played
+extern int UciPonder;     // the host's Ponder option: it may send `go ponder`
+extern int MoveOverhead;  // milliseconds of a UCI clock kept back for the host's lag
 extern int PostFlag;      // search reports are printed
 extern int UciMode;       // the host speaks UCI: info lines, and bestmove as the answer
 extern int PonderEnabled; // the engine may think on the opponent's time now

@@ -13,7 +13,7 @@ const assert = require('assert'), { Engine } = require('node-uci')
   await engine.init()
   assert.deepStrictEqual(engine.id, { name: 'Velumbrak 1.96', author: 'Ilvar T. Dromsen' })
   assert.deepStrictEqual([...engine.options.keys()], ['Hash', 'PawnHash', 'SyzygyPath', 'OpeningsBook',
-    'OwnBook', 'MultiPV', 'Aggressivity', 'Defensivity', 'Clear Hash'])
+    'OwnBook', 'MultiPV', 'Aggressivity', 'Defensivity', 'Clear Hash', 'Ponder', 'Move Overhead'])
   assert.deepStrictEqual(engine.options.get('MultiPV'), { type: 'spin', default: 1, min: 1, max: 1024 })
   await engine.setoption('MultiPV', 2)
   await engine.position('startpos', ['e2e4', 'e7e5'])

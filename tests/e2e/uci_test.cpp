@@ -17,7 +17,9 @@ const Lines UciLines = {"id name Velumbrak 1.96", "id author Ilvar T. Dromsen",
                         "option name MultiPV type spin default 1 min 1 max 1024",
                         "option name Aggressivity type spin default 100 min 0 max 300",
                         "option name Defensivity type spin default 100 min 0 max 300",
-                        "option name Clear Hash type button", "uciok"};
+                        "option name Clear Hash type button",
+                        "option name Ponder type check default true",
+                        "option name Move Overhead type spin default 10 min 0 max 5000", "uciok"};
 
 const std::regex InfoForm("info depth (\\d+) seldepth \\d+ score (cp -?\\d+|mate -?\\d+) (upperbound |lowerbound )?"
                           "nodes (\\d+) time \\d+ hashfull (\\d+) nps \\d+ tbhits \\d+"
@@ -101,6 +103,11 @@ TEST_P(Uci, ClocksBelongToTheSideToMove) {
     EXPECT_GT(Timed("position startpos moves e2e4", "go wtime 3000 btime 3000 winc 0 binc 2000"), 500);
     EXPECT_LT(Timed("position startpos moves e2e4", "go wtime 3000 btime 3000 winc 2000 binc 0"), 500);
     EXPECT_GT(Timed("position startpos", "go wtime 3000 btime 3000 movestogo 1"), 500);
+    // The host's lag comes off the clock; with all of it kept back the engine still moves.
+    engine.Send("setoption name Move Overhead value 3000");
+    EXPECT_LT(Timed("position startpos", "go wtime 3000 btime 3000 movestogo 1"), 500);
+    EXPECT_TRUE(std::regex_match(Go("position startpos", "go wtime 1 btime 1").back(), BestForm));
+    engine.Send("setoption name Move Overhead value 0");
     const int64_t took = Timed("position startpos", "go movetime 500");
     EXPECT_GE(took, 280);
     EXPECT_LE(took, 1000);
