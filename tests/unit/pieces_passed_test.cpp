@@ -153,7 +153,9 @@ TEST_F(PiecesPassedTest, KingAndPawnAgainstKingAgreesWithTheTablebase) {
     const auto start = std::chrono::steady_clock::now();
     InitKpkTables();
     const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+#ifdef NDEBUG
     EXPECT_LT(ms, 300.0); // 100 ms on an idle machine; the tests share it
+#endif
     std::snprintf(EgtbPath, EGTB_PATH_SIZE, "%s", DataPath("syzygy").c_str());
     Printed([] { OpenTablebases(); });
     const char* files = "abcdefgh";

@@ -9,6 +9,7 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/ordering.h"
 #include "board/ply.h"
 #include "eval/evaluate.h"
 #include "frontend/game.h"
@@ -361,6 +362,28 @@ TEST_F(SearchTest, DISABLED_MeasureTacticalSuite) {
 } // namespace
 
 namespace {
+// A quiet cutoff decays the quiet moves of its batch tried before it, the failed table move among
+// them: the rook must leave a1, and h3, the table move, is ordered first in the quiet batch.
+TEST(SearchFixes, AQuietCutoffDecaysTheFailedTableMove) {
+    FreshEngine();
+    Load("6k1/5ppp/8/8/8/8/1b3PPP/R5K1 w - - 0 1");
+    ResetAll();
+    const Move pawn = MakeMoveWord(15, 23, PAWN), rook = MakeMoveWord(0, 4, ROOK);
+    auto entries = [](Move m, int value) {
+        int low = 1 << 30;
+        for (int good : {0, 1})
+            for (int kind : {0, 1}) {
+                if (value >= 0) HistoryEntry(good, kind, m, WHITE) = value;
+                low = std::min(low, HistoryEntry(good, kind, m, WHITE));
+            }
+        return low;
+    };
+    entries(pawn, 30000), entries(rook, 20000);
+    TranspositionStore(0, pawn, 0, TT_UPPER, 0, 0, 0);
+    EXPECT_GE(SearchNode(0, 1, 8, NODE_CUT), 1);
+    EXPECT_LT(entries(pawn, -1), 30000);
+}
+
 // A queen that captures is credited as a new queen is.
 TEST(SearchFixes, QueenCapturesGainTheQueenBonus) {
     FreshEngine();
