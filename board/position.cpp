@@ -269,6 +269,13 @@ static bool ParseFen(const char* p) {
         }
     }
     if (rank != 0 || file != 8 || kings[WHITE] != 1 || kings[BLACK] != 1) return false;
+    // No more men than promotions can make: the evaluation's tables and the move lists count on it.
+    for (int side = WHITE; side <= BLACK; side++) {
+        auto count     = [&](int piece) { return __builtin_popcountll(thread_board.Pieces[piece][side]); };
+        auto beyond    = [&](int piece, int start) { return count(piece) > start ? count(piece) - start : 0; };
+        const int made = beyond(QUEEN, 1) + beyond(ROOK, 2) + beyond(BISHOP, 2) + beyond(KNIGHT, 2);
+        if (count(PAWN) + made > 8) return false;
+    }
 
     while (IsBlank(*p)) p++;
     if (*p == 'w')
@@ -296,16 +303,27 @@ static bool ParseFen(const char* p) {
     while (IsBlank(*p)) p++;
     const Position& b = thread_board;
     if (((p[0] >= 'a' && p[0] <= 'h') || (p[0] >= 'A' && p[0] <= 'H')) && p[1] >= '1' && p[1] <= '8') {
-        int t = (p[0] | 0x20) - 'a' + (p[1] - '1') * 8;
-        if (b.SideToMove == BLACK && p[1] == '3' && (b.Pieces[PAWN][WHITE] & Bit(t + 8))) {
-            History[0]      = GameHistoryRecord{};
-            History[0].Move = MakeMoveWord(t - 8, t + 8, PAWN);
-            HistoryCount    = 1;
-        } else if (b.SideToMove == WHITE && p[1] == '6' && (b.Pieces[PAWN][BLACK] & Bit(t - 8))) {
-            History[0]      = GameHistoryRecord{};
-            History[0].Move = MakeMoveWord(t + 8, t - 8, PAWN);
-            HistoryCount    = 1;
-        }
+        // Only a double step just played fits: the pawn past the square, the square and the
+        // pawn's origin empty. Anything else would let a capture land on a man.
+        const int t     = (p[0] | 0x20) - 'a' + (p[1] - '1') * 8;
+        const int ahead = b.SideToMove == BLACK ? 8 : -8;
+        const int them  = ChangeSide(b.SideToMove);
+        if (p[1] != (b.SideToMove == BLACK ? '3' : '6') || !(b.Pieces[PAWN][them] & Bit(t + ahead)) ||
+            b.Board[t] != EMPTY || b.Board[t - ahead] != EMPTY)
+            return false;
+        // Nor could the step have been played with the mover's opponent in check before it.
+        Position& w = thread_board;
+        auto step   = [&] {
+            std::swap(w.Board[t + ahead], w.Board[t - ahead]);
+            w.Pieces[0][them] ^= Bit(t + ahead) | Bit(t - ahead);
+        };
+        step();
+        const bool checkedBefore = SquareAttackedSlow(w.KingSquare[w.SideToMove], them);
+        step();
+        if (checkedBefore) return false;
+        History[0]      = GameHistoryRecord{};
+        History[0].Move = MakeMoveWord(t - ahead, t + ahead, PAWN);
+        HistoryCount    = 1;
     }
     if (HistoryCount == 1) {
         // The record holds the whole position before the double step: pawn back on its origin.

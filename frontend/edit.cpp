@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "board/geometry.h"
 #include "board/ordering.h"
@@ -30,6 +31,10 @@ static void RemoveMan(int square) {
 }
 
 void EditBoard() {
+    // The edited men are taken as a FEN would be: a board SetFen refuses leaves this one.
+    static Position before;
+    before                 = thread_board;
+    const int beforeCount  = HistoryCount, beforeBase = HistoryBase;
     int colour = WHITE;
     for (;;) {
         const char c = Lower(ReadEditChar());
@@ -66,7 +71,12 @@ void EditBoard() {
     if (stands(60, BLACK, KING)) rights |= (stands(63, BLACK, ROOK) ? 4 : 0) | (stands(56, BLACK, ROOK) ? 8 : 0);
     b.CastleRights = rights;
     HistoryCount   = 0;
-    HistoryBase    = 0;
+    std::string fen = PositionText(0);
+    while (!fen.empty() && fen.back() == ' ') fen.pop_back();
+    thread_board = before;
+    HistoryCount = beforeCount;
+    HistoryBase  = beforeBase;
+    if (!SetFen(fen.c_str())) return;
     ClearMoveHistoryAndKillers();
     SearchStamp += 3;
 }

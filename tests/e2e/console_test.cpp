@@ -100,6 +100,11 @@ TEST(ConsoleGame, PositionsMovesAndResults) {
     for (const char* bad : {"4k3/8/8/8/8/8/8/4K2R", "kk6/8/8/8/8/8/8/4K3 w", "4k3/9/8/8/8/8/8/4K3 w", ""})
         EXPECT_EQ(engine.Exchange(std::string("loadfen ") + bad), Lines{std::string("Illegal FEN: ") + bad});
     EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 9"});
+    // An edited board is checked as a FEN would be.
+    EXPECT_EQ(engine.Exchange("edit\n#\nKe1\nPa1\nc\nKe8\n."), Lines{"Illegal FEN: 4k3/8/8/8/8/8/8/P3K3 b - -"});
+    EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 9"});
+    EXPECT_EQ(engine.Exchange("edit\n#\nKe1\nRh1\nc\nKe8\n."), Lines{});
+    EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 1"});
     // Game results.
     const std::vector<std::pair<std::string, std::string>> results = {
         {"7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "1-0 {White mates}"}, {"7k/8/6QK/8/8/8/8/8 b - - 0 1", "1/2-1/2 {Stalemate}"},
