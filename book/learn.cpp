@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "board/makemove.h"
@@ -39,6 +40,9 @@ void CloseLearnFile() {
 static bool LearnFileIsSound(const char* path, long& size) {
     MappedFile file = MapFileReadOnly(path);
     size            = long(file.size);
+    // A kill can stop the write of the last record at a page boundary; that record was never
+    // linked, and the next append writes over it.
+    if (size > LEARN_HEADER_SIZE && size % 4096 == 0) size -= (size - LEARN_HEADER_SIZE) % LEARN_RECORD_SIZE;
     bool sound      = file.data && size >= LEARN_HEADER_SIZE && (size - LEARN_HEADER_SIZE) % LEARN_RECORD_SIZE == 0 &&
                  std::memcmp(file.data, LEARN_MAGIC, LEARN_MAGIC_SIZE) == 0;
     const long records = sound ? (size - LEARN_HEADER_SIZE) / LEARN_RECORD_SIZE : 0;
@@ -86,6 +90,10 @@ void OpenLearnFile(const char* path) {
         std::printf("Invalid learning file \"%s\": not used\n", path);
         std::fflush(stdout);
         return;
+    }
+    if (UseLearning) {
+        std::error_code ignored;
+        std::filesystem::resize_file(path, std::uintmax_t(size), ignored);
     }
     LearnFile         = std::fopen(path, UseLearning ? "r+b" : "rb");
     LearnFileWritable = LearnFile && UseLearning;
