@@ -44,7 +44,7 @@ void EditBoard() {
             colour = ChangeSide(colour);
         } else if (c == '#') {
             ClearBoard();
-        } else if (std::strchr("bknpqrx", c)) {
+        } else if (c && std::strchr("bknpqrx", c)) { // a NUL byte would match the terminator
             const char file = Lower(ReadEditChar()), rank = ReadEditChar();
             if (file < 'a' || file > 'h' || rank < '1' || rank > '8') {
                 std::printf("Error\n");

@@ -13,6 +13,12 @@ static bool DiscardingLongLine = false;
 // A terminal reports its end of input once and then blocks again: the end is kept.
 static bool InputClosed = false;
 
+void ResetInput() {
+    InputBuffer.clear();
+    DiscardingLongLine = false;
+    InputClosed        = false;
+}
+
 bool ReadInput() {
     if (InputClosed) return false;
     char chunk[READ_CHUNK];

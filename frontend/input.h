@@ -11,6 +11,8 @@ constexpr size_t READ_CHUNK = 4096;
 extern std::string InputBuffer;
 extern std::string CommandLine;
 
+// Forgets what was read and that the input ended: a new stream on descriptor 0 starts afresh.
+void ResetInput();
 // One blocking read appended to InputBuffer; false at the end of input or on a read error.
 bool ReadInput();
 // A line or bytes (or the end of input) can be read without blocking.

@@ -12,7 +12,11 @@
 
 void ExitProgram(int code) {
     std::fflush(stdout);
+#ifdef VELUMBRAK_FUZZ
+    throw ProgramExit{code};
+#else
     std::exit(code);
+#endif
 }
 
 void OutOfMemory() {

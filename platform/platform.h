@@ -9,6 +9,16 @@
 // Ends the process with `code`. Standard output is flushed first; whatever the layers above must
 // close or release on the way out they hand to std::atexit.
 [[noreturn]] void ExitProgram(int code);
+
+#ifdef VELUMBRAK_FUZZ
+// A fuzzing build runs one input after another in one process: leaving the program throws this
+// back to the harness, and searches and perft stay small so that thousands of inputs fit a minute.
+struct ProgramExit {
+    int code;
+};
+constexpr uint64_t FUZZ_NODE_CAP    = 250;
+constexpr int FUZZ_PERFT_DEPTH      = 2;
+#endif
 // A block the engine cannot do without could not be had: says so and ends the process with 1.
 [[noreturn]] void OutOfMemory();
 

@@ -500,6 +500,9 @@ void SetUpSearch(int depthLimit) {
     RootHistoryCount  = HistoryCount;
     DepthLimit        = depthLimit;
     PollCountdown     = PollInterval;
+#ifdef VELUMBRAK_FUZZ
+    PollCountdown = std::min(PollCountdown, int(FUZZ_NODE_CAP));
+#endif
     ReportCountdown   = 100000 / PollInterval;
     PastFirstRootMove = 0;
     NodeCount         = 0;

@@ -140,6 +140,9 @@ int PollInput() {
         if (ReadCommandsDuringSearch(0) && thread_board.SearchAbort) return 1;
     }
     if (NodeLimit && NodeCount >= uint64_t(NodeLimit)) return 1;
+#ifdef VELUMBRAK_FUZZ
+    if (NodeCount >= FUZZ_NODE_CAP) return 1;
+#endif
     if (PonderingNow && PonderGuessing == 1 && ClockCs() - SearchStart > 100) {
         PonderGuessing = 0;
         return 1;

@@ -1,5 +1,6 @@
 #include "tools/perft.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "board/attacks.h"
@@ -48,6 +49,9 @@ void Perft(int depth) {
 }
 
 void RunPerftCommand(int depth) {
+#ifdef VELUMBRAK_FUZZ
+    depth = std::min(depth, FUZZ_PERFT_DEPTH);
+#endif
     MoveListTop = 0;
     const int64_t tick = ClockMs();
     while (ClockMs() == tick) {}

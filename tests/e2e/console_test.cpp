@@ -105,6 +105,8 @@ TEST(ConsoleGame, PositionsMovesAndResults) {
     EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 9"});
     EXPECT_EQ(engine.Exchange("edit\n#\nKe1\nRh1\nc\nKe8\n."), Lines{});
     EXPECT_EQ(engine.Exchange("mvd"), Lines{"castling flags = 1"});
+    // A NUL byte is no man's letter: it and the two characters behind it are errors.
+    EXPECT_EQ(engine.Exchange(std::string("edit\n#\nKe1\n\0h1\nc\nKe8\n.", 22)), (Lines{"Error", "Error", "Error"}));
     // Game results.
     const std::vector<std::pair<std::string, std::string>> results = {
         {"7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", "1-0 {White mates}"}, {"7k/8/6QK/8/8/8/8/8 b - - 0 1", "1/2-1/2 {Stalemate}"},
