@@ -86,7 +86,7 @@ void EngineProcess::SendRaw(const std::string& bytes) {
 }
 
 bool EngineProcess::ReadLine(std::string& line, int timeoutMs) {
-    const int64_t deadline = SteadyMs() + timeoutMs;
+    const int64_t deadline = SteadyMs() + int64_t(timeoutMs) * kSlowdown;
     for (;;) {
         const size_t feed = pending.find('\n');
         if (feed != std::string::npos) {
@@ -108,8 +108,8 @@ bool EngineProcess::ReadLine(std::string& line, int timeoutMs) {
 
 Lines EngineProcess::ReadUntil(const std::string& prefix, int timeoutMs, bool whole) {
     Lines lines;
-    const int64_t deadline = SteadyMs() + timeoutMs;
-    for (std::string line; ReadLine(line, int(std::max<int64_t>(1, deadline - SteadyMs())));) {
+    const int64_t deadline = SteadyMs() + int64_t(timeoutMs) * kSlowdown;
+    for (std::string line; ReadLine(line, int(std::max<int64_t>(1, (deadline - SteadyMs()) / kSlowdown)));) {
         lines.push_back(line);
         if (whole ? line == prefix : StartsWith(line, prefix)) return lines;
     }
@@ -128,12 +128,13 @@ Lines EngineProcess::LinesWithin(int ms) {
     Lines lines;
     const int64_t deadline = SteadyMs() + ms;
     std::string line;
-    for (int64_t left = ms; left > 0 && ReadLine(line, int(left)); left = deadline - SteadyMs()) lines.push_back(line);
+    for (int64_t left = ms; left > 0 && ReadLine(line, int((left + kSlowdown - 1) / kSlowdown)); left = deadline - SteadyMs())
+        lines.push_back(line);
     return lines;
 }
 
 int EngineProcess::WaitExit(int timeoutMs) {
-    const int64_t deadline = SteadyMs() + timeoutMs;
+    const int64_t deadline = SteadyMs() + int64_t(timeoutMs) * kSlowdown;
     for (;;) {
         int status;
         if (waitpid(pid, &status, WNOHANG) == pid) {
