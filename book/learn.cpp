@@ -35,6 +35,9 @@ void CloseLearnFile() {
     LearnFileWritable = false;
 }
 
+// The unit in which the kernel writes a file back: a cut write leaves a multiple of it.
+constexpr long PAGE_SIZE = 4096;
+
 // A file whose every pointer leads to a whole record, along chains that end: anything else is
 // refused before the search could follow it.
 static bool LearnFileIsSound(const char* path, long& size) {
@@ -42,7 +45,7 @@ static bool LearnFileIsSound(const char* path, long& size) {
     size            = long(file.size);
     // A kill can stop the write of the last record at a page boundary; that record was never
     // linked, and the next append writes over it.
-    if (size > LEARN_HEADER_SIZE && size % 4096 == 0) size -= (size - LEARN_HEADER_SIZE) % LEARN_RECORD_SIZE;
+    if (size > LEARN_HEADER_SIZE && size % PAGE_SIZE == 0) size -= (size - LEARN_HEADER_SIZE) % LEARN_RECORD_SIZE;
     bool sound      = file.data && size >= LEARN_HEADER_SIZE && (size - LEARN_HEADER_SIZE) % LEARN_RECORD_SIZE == 0 &&
                  std::memcmp(file.data, LEARN_MAGIC, LEARN_MAGIC_SIZE) == 0;
     const long records = sound ? (size - LEARN_HEADER_SIZE) / LEARN_RECORD_SIZE : 0;
