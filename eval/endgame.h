@@ -9,5 +9,9 @@
 // goes on.
 int EvaluateEnding(int* result, int* final);
 // Shrinks or raises the running score (Black's view) after the blend, for the endings that the
-// general terms misjudge.
+// general terms misjudge. Reads RawScore, CannotWin and MaterialScore; scales MirrorSum alike.
 void ApplyScalingRules(int* score);
+
+// Rook against the pawn on `pawn` (either colour) in thread_board, the rook on `rook`, the other
+// men as they stand: 0 the rook's side wins, 1 the pawn's side draws, 2 not known.
+int EvaluateKrkp(int pawn, int rook);

@@ -12,6 +12,7 @@
 #include "book/learn.h"
 #include "eval/evaluate.h"
 #include "eval/kpk.h"
+#include "eval/krkp.h"
 #include "eval/sigmoid.h"
 #include "eval/values.h"
 #include "frontend/command.h"
@@ -71,6 +72,7 @@ void InitializeEngine() {
     LoadEvaluationValues();
     InitSigmoidTables();
     InitKpkTables();
+    InitKrkpTable();
 
     ReadConfigurationFile();
     AllocateTables();

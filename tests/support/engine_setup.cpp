@@ -12,6 +12,7 @@
 #include "book/learn.h"
 #include "eval/evaluate.h"
 #include "eval/kpk.h"
+#include "eval/krkp.h"
 #include "eval/sigmoid.h"
 #include "eval/values.h"
 #include "frontend/game.h"
@@ -31,6 +32,7 @@ void FreshEngine() {
         Printed([] { LoadEvaluationValues(); }); // no values.txt here: the compiled-in weights
         InitSigmoidTables();
         InitKpkTables();
+        InitKrkpTable();
     }
     CloseBook();
     SetDefaultSettings();

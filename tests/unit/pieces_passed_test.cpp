@@ -85,10 +85,10 @@ TEST_F(PiecesPassedTest, RooksQueensAndPins) {
 TEST_F(PiecesPassedTest, KnightsAndBishops) {
     // Trapped: never on c3 to f6; in the corner with no square to go to, it pays.
     EXPECT_EQ(Effect("4k3/8/8/8/8/2n5/8/4K3 w - - 0 1", {One(KnightTrapStart)}), 0);
-    EXPECT_LT(Effect("4k3/8/8/8/8/1P6/2P5/n3K3 w - - 0 1", {One(KnightTrapStart)}), 0);
+    EXPECT_LT(Effect("4k3/7p/8/8/8/1P6/2P5/n3K3 w - - 0 1", {One(KnightTrapStart)}), 0);
     EXPECT_EQ(Effect("4k3/8/8/8/8/8/8/n3K3 w - - 0 1", {One(KnightTrapStart)}), 0) << "room on the empty board";
-    EXPECT_LT(Effect("4k3/8/8/8/8/1P6/b7/4K3 w - - 0 1", {One(BishopTrappedMg), One(BishopTrappedEg)}), 0);
-    EXPECT_GT(Effect("4k3/B7/1p6/8/8/8/8/4K3 w - - 0 1", {One(BishopTrappedMg), One(BishopTrappedEg)}), 0) << "White's on a7";
+    EXPECT_LT(Effect("4k3/7p/8/8/8/1P6/b7/4K3 w - - 0 1", {One(BishopTrappedMg), One(BishopTrappedEg)}), 0);
+    EXPECT_GT(Effect("4k3/B7/1p6/8/8/8/7P/4K3 w - - 0 1", {One(BishopTrappedMg), One(BishopTrappedEg)}), 0) << "White's on a7";
     // Outposts: one defender and White's bishop on the square's colour contests it; two
     // defenders, or no such bishop, hold it. A white pawn that could attack the square spoils it.
     const char* contested = "4k3/8/8/4p3/3n4/8/8/2B1K3 w - - 0 1";
@@ -114,9 +114,10 @@ TEST_F(PiecesPassedTest, ThreatsLoosePawnsAndDevelopment) {
     FullFromBlack("4k3/8/8/4n3/8/3R3b/3K4/8 w - - 0 1");
     EXPECT_EQ(thread_eval_info.ThreatCount[WHITE] * 10 + thread_eval_info.ThreatCount[BLACK], 11);
     // The difference of the counts indexes the table; past eight it stays at the end.
-    EXPECT_GT(Effect("4k3/8/8/3p4/4N3/8/8/4K3 w - - 0 1", {{ThreatTableMg + 9, 8}}), 0);
-    // A lone white pawn on e5 no pawn defends, White short of pieces; one defended is no case.
-    EXPECT_GT(Effect("4k2n/8/8/4P3/8/8/8/4K3 w - - 0 1", {{&LoosePawnTable[0][0][0], 144}}), 0);
+    EXPECT_GT(Effect("4k3/8/8/3p4/4N3/8/7P/4K3 w - - 0 1", {{ThreatTableMg + 9, 8}}), 0);
+    // A lone white pawn on e5 no pawn defends, White short of pieces (against two minors, which
+    // can win, so that no drawn-ending rule hides it); one defended is no case.
+    EXPECT_GT(Effect("4k2n/8/8/4P3/8/8/8/4K2b w - - 0 1", {{&LoosePawnTable[0][0][0], 144}}), 0);
     EXPECT_EQ(Effect("4k2n/8/8/4P3/8/8/8/R2QK3 w - - 0 1", {{&LoosePawnTable[0][0][0], 144}}), 0);
     // Every man at home: the class comes from the table and weighs the home pawns.
     DevelopmentTable[63] = 5;
