@@ -17,10 +17,9 @@ set(expected ${CMAKE_MATCH_1})
 # An empty folder of its own: no values.txt, book or ini file may change the count.
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
-file(WRITE ${WORK_DIR}/input "bench\nquit\n")
-execute_process(COMMAND ${ENGINE} INPUT_FILE ${WORK_DIR}/input WORKING_DIRECTORY ${WORK_DIR}
-                OUTPUT_VARIABLE out)
-string(REGEX MATCH "([0-9]+) nodes [0-9]+ nps" found "${out}")
+# `velumbrak bench`, as testing frameworks run it: the count is on the last line.
+execute_process(COMMAND ${ENGINE} bench WORKING_DIRECTORY ${WORK_DIR} OUTPUT_VARIABLE out)
+string(REGEX MATCH "([0-9]+) nodes [0-9]+ nps\n$" found "${out}")
 if(NOT CMAKE_MATCH_1 STREQUAL expected)
   message(FATAL_ERROR "bench gives ${CMAKE_MATCH_1} nodes; the commits state Bench: ${expected}")
 endif()
