@@ -49,7 +49,7 @@ PY
 run() {
     local dir=$corpus/$1
     [ -d "$dir/seeds" ] || { mkdir -p "$dir/seeds" "$dir/live" && seed "$1" "$dir/seeds"; }
-    nice -n 15 "$build/tests/fuzz/fuzz_$1" -max_total_time="$seconds" -max_len="${maxlen[$1]}" -timeout=30 \
+    nice -n 15 "$build/tests/fuzz/fuzz_$1" -max_total_time="$seconds" -max_len="${maxlen[$1]}" -timeout=30 -len_control=0 \
         -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="$dir/" "$dir/live" "$dir/seeds" >"$dir.log" 2>&1 ||
         echo "$1: FINDING, see $dir.log"
     echo "$1: $(grep -a -E '^#[0-9]+' "$dir.log" | tail -1)"
