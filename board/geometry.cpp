@@ -112,7 +112,6 @@ u64 KnightIntercept[64][64];
 namespace {
 
 constexpr u64 FILE_A = 0x0101010101010101ULL;
-constexpr u64 RANK_1 = 0xFFULL;
 constexpr bool OnBoard(int file, int rank) {
     return file >= 0 && file < 8 && rank >= 0 && rank < 8;
 }
