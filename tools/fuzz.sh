@@ -1,9 +1,9 @@
 #!/bin/bash
-# Seeds and runs the fuzz targets two at a time: tests/fuzz/run.sh [SECONDS [TARGET ...]]
+# Seeds and runs the fuzz targets two at a time: tools/fuzz.sh [SECONDS [TARGET ...]]
 # Needs the fuzz build (README); corpora, logs and findings go to $CORPUS.
 seconds=${1:-600}
 shift
-root=$(cd "$(dirname "$0")/../.." && pwd)
+root=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD:-$root/build-fuzz} data=${TESTDATA:-$root/../shared/testdata} corpus=${CORPUS:-/tmp/fuzz-corpus}
 declare -A maxlen=([interpreter]=4096 [fen]=256 [values]=400000 [ini]=2048 [book]=65536 [learn]=264000
                    [syzygy]=470000 [pgn]=8192)
