@@ -117,6 +117,8 @@ TEST_F(EndgameTest, DecidedEndingsForBothSidesToMove) {
         {"k7/8/8/P7/8/8/8/2B1K3", 'D', 'D'},            // the wrong bishop
         {"k7/8/8/P7/8/8/8/3BK3", '+', '-'},             // the right one
         {"8/8/8/8/7Q/7K/p7/1k6", 'D', 'D'},             // queen against the rook pawn on its seventh
+        {"8/8/8/8/7Q/5K2/p7/1k6", 'D', 'D'},            // the queen's king on the edge of reach
+        {"8/8/8/8/7Q/4K3/p7/1k6", '+', 'D'},            // a tempo decides
         {"8/8/8/8/7Q/2K5/p7/1k6", '+', '-'},            // the queen's king close enough
         {"7R/6K1/8/8/8/8/1kp5/8", 'D', 'x'},            // rook against a pawn its king escorts
         {"6r1/8/8/8/8/7k/8/7K", 'D', '+'},              // only the king can move: stalemate
