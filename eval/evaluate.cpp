@@ -15,6 +15,7 @@
 #include "eval/params.h"
 #include "eval/passed.h"
 #include "eval/pieces.h"
+#include "eval/trace.h"
 
 int Aggressivity, AggressivityHalf;
 int Cowardice, CowardiceHalf;
@@ -254,6 +255,7 @@ void EvaluateFull(int* result) {
         score = e.RawScore = Blend();
         if (e.CannotWin[BLACK] && score > 0) score = 0;
         if (e.CannotWin[WHITE] && score < 0) score = 0;
+        TRACE_SCALE(e.RawScore, score, !e.CannotWin[BLACK] && !e.CannotWin[WHITE]);
     } else {
         EvaluateKingCorners();
         EvaluateRooks(BLACK);
@@ -277,7 +279,9 @@ void EvaluateFull(int* result) {
         score = e.RawScore = Blend();
         EvaluateQueenChecks(&score);
         const bool bothStrong = b.PiecePoints[WHITE] > EndingPointsNoQueen && b.PiecePoints[BLACK] > EndingPointsNoQueen;
+        [[maybe_unused]] const int before = score;
         if (!bothStrong && score != 0) ApplyScalingRules(&score);
+        TRACE_SCALE(before, score, bothStrong);
     }
 
     // Tempo, worth less as the board empties, plus what the king attack of the mover adds. The

@@ -8,6 +8,7 @@
 #include "eval/evaluate.h"
 #include "eval/kpk.h"
 #include "eval/params.h"
+#include "eval/trace.h"
 #include "eval/sigmoid.h"
 
 // Every rule is told for a side's pawns as if they were Black's, running down the board: `Rel`
@@ -35,6 +36,11 @@ inline void Add(int side, int32_t pair) {
         thread_eval_info.PackedScore += pair;
     else
         thread_eval_info.PackedScore -= pair;
+}
+// A word of a packed table for `side`.
+inline void AddTerm(int side, const int32_t& entry) {
+    Add(side, entry);
+    TRACE_TERM(entry, side == BLACK ? 1 : -1);
 }
 constexpr u64 RankMask(int rank) {
     return 0xFFULL << (8 * rank);
@@ -154,7 +160,7 @@ void RookBehind(int side, int square, bool enemyToo) {
     const int at      = Rel(side, square);
     if (seen & b.Pieces[ROOK][side]) {
         const bool blocked = b.Pieces[0][ChangeSide(side)] & Bit(square + Forward(side));
-        Add(side, blocked ? RookBehindBlockedPasser[at] : RookBehindPasser[at]);
+        AddTerm(side, blocked ? RookBehindBlockedPasser[at] : RookBehindPasser[at]);
     } else if (enemyToo && (seen & b.Pieces[ROOK][ChangeSide(side)])) {
         Add(side, -EnemyRookBehindPasser[at]);
     }
@@ -279,7 +285,7 @@ void WalkPassers(int side, int* left, int* right) {
 
     if (b.PiecePoints[enemy] < 4) {
         const int k = std::min(int(PopCount8[e.PawnMemo.PassedVector[side]]), 4);
-        Add(side, none ? PasserCountBare[k] : b.PieceCount[KNIGHT][enemy] ? PasserCountKnight[k] : PasserCountOther[k]);
+        AddTerm(side, none ? PasserCountBare[k] : b.PieceCount[KNIGHT][enemy] ? PasserCountKnight[k] : PasserCountOther[k]);
     }
 }
 

@@ -7,6 +7,7 @@
 #include "board/geometry.h"
 #include "eval/evaluate.h"
 #include "eval/params.h"
+#include "eval/trace.h"
 
 int64_t PawnHashEntries;
 
@@ -124,6 +125,7 @@ int32_t ScoreSide(const Outlook& o, PawnHashEntry& memo) {
     const int side = o.side;
     const u64 all  = o.own | o.enemy;
     int32_t sum    = 0;
+    [[maybe_unused]] const int view = side == BLACK ? 1 : -1; // for the tuner's trace
     for (u64 set = o.own; set; set &= set - 1) {
         const int s = std::countr_zero(set), at = o.Index(s);
         const uint8_t file   = uint8_t(1 << FileOf(s));
@@ -131,7 +133,10 @@ int32_t ScoreSide(const Outlook& o, PawnHashEntry& memo) {
         const u64 level      = RankMask(RankOf(s));
         memo.PawnFiles[side] |= file;
 
-        if ((neighbours & level) || (o.own & o.BehindDiagonals(s))) sum += PawnConnected[at];
+        if ((neighbours & level) || (o.own & o.BehindDiagonals(s))) {
+            sum += PawnConnected[at];
+            TRACE_TERM(PawnConnected[at], view);
+        }
         const bool doubled  = (o.own & o.FileBehind(s)) != 0;
         const bool isolated = neighbours == 0;
         const bool backward = !isolated && !(neighbours & (level | o.RanksBehind(s))) && IsBackward(o, s);
@@ -150,17 +155,30 @@ int32_t ScoreSide(const Outlook& o, PawnHashEntry& memo) {
                             PopCount(o.own & o.BehindDiagonals(s)) >= PopCount(o.enemy & o.Forward(s));
             }
         }
-        if (o.RelativeRank(s) >= 5 && HasLeverSupport(o, s)) sum += PawnLeverSupport[at];
+        if (o.RelativeRank(s) >= 5 && HasLeverSupport(o, s)) {
+            sum += PawnLeverSupport[at];
+            TRACE_TERM(PawnLeverSupport[at], view);
+        }
 
-        if (doubled) sum -= PawnDoubled[at];
+        if (doubled) {
+            sum -= PawnDoubled[at];
+            TRACE_TERM(PawnDoubled[at], -view);
+        }
         if (isolated) {
             if (open) memo.WeakFiles[side] |= file;
-            sum -= open ? PawnIsolatedOpen[at] : PawnIsolatedClosed[at];
+            const int32_t& term = open ? PawnIsolatedOpen[at] : PawnIsolatedClosed[at];
+            sum -= term;
+            TRACE_TERM(term, -view);
         } else if (backward) {
             if (open) memo.WeakFiles[side] |= file;
-            sum -= open ? PawnBackwardOpen[at] : PawnBackwardClosed[at];
+            const int32_t& term = open ? PawnBackwardOpen[at] : PawnBackwardClosed[at];
+            sum -= term;
+            TRACE_TERM(term, -view);
         }
-        if (candidate) sum += PawnCandidate[at];
+        if (candidate) {
+            sum += PawnCandidate[at];
+            TRACE_TERM(PawnCandidate[at], view);
+        }
     }
     return sum;
 }
@@ -180,6 +198,10 @@ void ScoreStructure() {
     int32_t score = ScoreSide({BLACK, black, white}, memo) - ScoreSide({WHITE, white, black}, memo);
     score += PawnSpan[Span(memo.PawnFiles[BLACK])] - PawnSpan[Span(memo.PawnFiles[WHITE])];
     score += PassedSpan[Span(memo.PassedVector[BLACK])] - PassedSpan[Span(memo.PassedVector[WHITE])];
+    TRACE_TERM(PawnSpan[Span(memo.PawnFiles[BLACK])], 1);
+    TRACE_TERM(PawnSpan[Span(memo.PawnFiles[WHITE])], -1);
+    TRACE_TERM(PassedSpan[Span(memo.PassedVector[BLACK])], 1);
+    TRACE_TERM(PassedSpan[Span(memo.PassedVector[WHITE])], -1);
     memo.PawnScore = score;
 }
 

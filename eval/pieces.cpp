@@ -8,6 +8,7 @@
 #include "eval/evaluate.h"
 #include "eval/king.h"
 #include "eval/params.h"
+#include "eval/trace.h"
 
 // Every rule is written for either side: `rel` turns a square into the one Black would see it
 // from (the board rotated for White), and a term for White is subtracted.
@@ -38,6 +39,11 @@ inline void Add(int side, int32_t pair) {
     else
         thread_eval_info.PackedScore -= pair;
 }
+// A word of a packed table, `count` times, for `side`.
+inline void AddTerm(int side, const int32_t& entry, int count = 1) {
+    Add(side, entry * count);
+    TRACE_TERM(entry, side == BLACK ? count : -count);
+}
 
 // The one man of the other side between `piece` of `side` on `square` and the enemy king, with
 // none of the side's own men among them, is pinned.
@@ -51,7 +57,7 @@ void PinTest(int side, int square, const int32_t* table) {
     const u64 theirs = between & b.Pieces[0][enemy];
     if (!theirs || (theirs & (theirs - 1))) return;
     e.WeakMenMaps[enemy] |= theirs;
-    Add(side, table[b.Board[std::countr_zero(theirs)]]);
+    AddTerm(side, table[b.Board[std::countr_zero(theirs)]]);
 }
 
 bool Orthogonal(int a, int b) {
@@ -96,14 +102,14 @@ void Outpost(int side, int square, const int32_t* base, const int32_t* defended,
     const u64 ahead = NeighbourFiles[square] & (side == BLACK ? RanksBelow[square] : RanksAbove[square]);
     if (ahead & b.Pieces[PAWN][enemy]) return;
     const int at = Rel(side, square);
-    Add(side, base[at]);
+    AddTerm(side, base[at]);
     const u64 defenders = b.Pieces[PAWN][side] & (side == BLACK ? WhitePawnAttacks[square] : BlackPawnAttacks[square]);
     if (!defenders) return;
     const u64 colour = (DarkSquares & Bit(square)) ? DarkSquares : LightSquares;
     if (!(defenders & (defenders - 1)) && (b.Pieces[BISHOP][enemy] & colour))
-        Add(side, contested[at]);
+        AddTerm(side, contested[at]);
     else
-        Add(side, defended[at]);
+        AddTerm(side, defended[at]);
 }
 
 } // namespace
@@ -114,13 +120,13 @@ void EvaluateKingCorners() {
         if (RankOf(b.KingSquare[side]) != (side == WHITE ? 0 : 7)) continue;
         const u64 pawns = b.Pieces[PAWN][side];
         const u64 ring  = KingAttacks[b.KingSquare[side]] & RankMask(side == WHITE ? 1 : 6);
-        if ((ring & pawns) == ring) Add(side, -PawnWallKing);
+        if ((ring & pawns) == ring) AddTerm(side, PawnWallKing, -1);
         const int file = FileOf(b.KingSquare[side]);
         const int base = side == WHITE ? 0 : 6;
         int pattern    = -1;
         if (file >= 5) pattern = base + 7 - file;   // h: {h2}, g: {h1, h2}, f: {g1, h1, h2}
         if (file <= 2) pattern = base + 3 + file;   // a: {a2}, b: {a1, a2}, c: {a1, b1, a2}
-        if (pattern >= 0 && (CornerPatterns[pattern] & b.Pieces[ROOK][side])) Add(side, -RookCornered);
+        if (pattern >= 0 && (CornerPatterns[pattern] & b.Pieces[ROOK][side])) AddTerm(side, RookCornered, -1);
     }
 }
 
@@ -138,28 +144,28 @@ void EvaluateRooks(int side) {
         const int file = FileOf(s), rank = RelRank(side, s);
         const u64 rankHits = RankAttacksFrom(s), hits = rankHits | FileAttacksFrom(s);
 
-        if ((e.PawnMemo.WeakFiles[enemy] >> file) & 1) Add(side, RookOnWeakFile);
+        if ((e.PawnMemo.WeakFiles[enemy] >> file) & 1) AddTerm(side, RookOnWeakFile);
         const u64 fileMask = FILE_A << file;
         if (!(b.Pieces[PAWN][side] & fileMask)) {
-            Add(side, (allPawns & fileMask) ? RookHalfOpen[file] : RookOpenFile[file]);
+            AddTerm(side, (allPawns & fileMask) ? RookHalfOpen[file] : RookOpenFile[file]);
             if (e.Ending[enemy]) {
                 u64 open = 0;
                 for (int f = 0; f < 8; f++)
                     if (!(allPawns & (FILE_A << f))) open |= FILE_A << f;
-                if (!(rankHits & open)) Add(side, -RookNoOpenAccess);
+                if (!(rankHits & open)) AddTerm(side, RookNoOpenAccess, -1);
             }
         }
         if (rank == 1 && (enemyKing == 0 || (b.Pieces[PAWN][enemy] & second))) {
-            Add(side, RookOnSeventh);
-            if (rankHits & (b.Pieces[ROOK][side] | b.Pieces[QUEEN][side])) Add(side, RookSeventhBattery);
+            AddTerm(side, RookOnSeventh);
+            if (rankHits & (b.Pieces[ROOK][side] | b.Pieces[QUEEN][side])) AddTerm(side, RookSeventhBattery);
             if (enemyKing == 0 && e.PawnMemo.PassedVector[side] && !(b.Pieces[0][enemy] & second & 0x7E7E7E7E7E7E7E7EULL))
-                Add(side, RookSeventhPasser);
+                AddTerm(side, RookSeventhPasser);
         }
-        if (rank == 0 && b.HeavyCount[side] >= 2 && enemyKing <= 1) Add(side, RookOnEighth);
+        if (rank == 0 && b.HeavyCount[side] >= 2 && enemyKing <= 1) AddTerm(side, RookOnEighth);
 
         e.AttackMaps[side] |= hits;
         e.AttacksByRook[side] |= hits;
-        Add(side, (PopCount(hits & ~own) - 7) * RookMobility);
+        AddTerm(side, RookMobility, PopCount(hits & ~own) - 7);
         if (attack) NoteKingAttacker(side, ROOK, s, hits);
         if (Orthogonal(s, b.KingSquare[enemy])) PinTest(side, s, PinByRook);
     }
@@ -221,6 +227,7 @@ void EvaluateBlockedPawns() {
         e.MobilityRing4[side] = ~(ring1 | ring2 | ring3);
     }
     e.PackedScore += BlockedPawnBonus * PopCount(e.BlockedPawns[WHITE]) - BlockedPawnBonus * PopCount(e.BlockedPawns[BLACK]);
+    TRACE_TERM(BlockedPawnBonus, PopCount(e.BlockedPawns[WHITE]) - PopCount(e.BlockedPawns[BLACK]));
 }
 
 void EvaluateKnights(int side) {
@@ -237,7 +244,7 @@ void EvaluateKnights(int side) {
         TrappedTest(side, s, hit, KnightTrapCurve);
         Outpost(side, s, KnightOutpost, KnightOutpostDefended, KnightOutpostContested);
         if (attack) NoteKingAttacker(side, KNIGHT, s, hit);
-        Add(side, KnightBlockedPawn * PopCount(e.BlockedPawns[enemy]));
+        AddTerm(side, KnightBlockedPawn, PopCount(e.BlockedPawns[enemy]));
     }
 }
 
@@ -254,13 +261,13 @@ void EvaluateQueens(int side) {
         const u64 rankHits = RankAttacksFrom(s);
         const u64 hits     = rankHits | FileAttacksFrom(s) | BishopAttacks(s);
         if (rank == 0 && enemyKing <= 1) {
-            Add(side, QueenOnEighth);
+            AddTerm(side, QueenOnEighth);
         } else if (rank == 1 && (enemyKing == 0 || (b.Pieces[PAWN][enemy] & second))) {
-            if (rankHits & (b.Pieces[ROOK][side] | b.Pieces[QUEEN][side])) Add(side, QueenSeventhBattery);
+            if (rankHits & (b.Pieces[ROOK][side] | b.Pieces[QUEEN][side])) AddTerm(side, QueenSeventhBattery);
         }
         e.AttackMaps[side] |= hits;
         e.AttacksByQueen[side] |= hits;
-        Add(side, (PopCount(hits & ~b.Pieces[0][side]) - 13) * QueenMobility);
+        AddTerm(side, QueenMobility, PopCount(hits & ~b.Pieces[0][side]) - 13);
         if (attack) NoteKingAttacker(side, QUEEN, s, hits);
         if (DirectionTable[s][b.KingSquare[enemy]]) PinTest(side, s, PinByQueen);
     }
@@ -279,20 +286,21 @@ void EvaluateBishops(int side) {
 
     if (((bishops & at(A2)) && (b.Pieces[PAWN][enemy] & at(B3))) ||
         ((bishops & at(H2)) && (b.Pieces[PAWN][enemy] & at(G3))))
-        Add(side, -BishopTrapped);
+        AddTerm(side, BishopTrapped, -1);
 
     if (b.PieceCount[BISHOP][side] == 1) {
         const u64 colour  = (bishops & DarkSquares) ? DarkSquares : LightSquares;
         const u64 own     = b.Pieces[PAWN][side] & colour;
         const u64 front   = side == BLACK ? (b.AllPieces | e.PawnAttacks[enemy]) << 8 : (b.AllPieces | e.PawnAttacks[enemy]) >> 8;
         const u64 stopped = own & front;
-        Add(side, -(PopCount(own) * BadBishopPawn + PopCount(stopped) * BadBishopBlocked));
+        AddTerm(side, BadBishopPawn, -PopCount(own));
+        AddTerm(side, BadBishopBlocked, -PopCount(stopped));
     }
 
     const u64 pawns = b.Pieces[PAWN][WHITE] | b.Pieces[PAWN][BLACK];
     if (b.PiecePoints[WHITE] == b.PiecePoints[BLACK] && b.PiecePoints[side] <= 8 && !b.Pieces[BISHOP][enemy] &&
         (pawns & QUEEN_WING) && (pawns & KING_WING))
-        Add(side, BishopBothWings);
+        AddTerm(side, BishopBothWings);
 
     if (!e.Ending[side]) {
         const int king = b.KingSquare[side];
@@ -300,7 +308,7 @@ void EvaluateBishops(int side) {
         const u64 homes = side == BLACK ? Bit(F8) | Bit(G7) | Bit(H8) : Bit(5) | Bit(14) | Bit(7);
         if (FileOf(king) >= 5 && (b.Pieces[PAWN][side] & Bit(g6)) && !(b.Pieces[PAWN][side] & Bit(g7)) &&
             (KingAttacks[g7] & Bit(king)) && (bishops & homes))
-            Add(side, FianchettoKing);
+            AddTerm(side, FianchettoKing);
     }
 
     for (u64 set = bishops; set; set &= set - 1) {
@@ -310,7 +318,7 @@ void EvaluateBishops(int side) {
         e.AttacksByBishop[side] |= hit;
         e.MinorAttacks[side] |= hit;
         if (attack) NoteKingAttacker(side, BISHOP, s, hit);
-        Add(side, (PopCount(hit & ~b.AllPieces) - 6) * BishopMobility);
+        AddTerm(side, BishopMobility, PopCount(hit & ~b.AllPieces) - 6);
         if (Diagonal(s, b.KingSquare[enemy])) PinTest(side, s, PinByBishop);
         TrappedTest(side, s, hit, BishopTrapCurve);
         Outpost(side, s, BishopOutpost, BishopOutpostDefended, BishopOutpostContested);
@@ -335,6 +343,8 @@ void EvaluateThreats() {
     }
     const int d = e.ThreatCount[WHITE] - e.ThreatCount[BLACK];
     e.PackedScore += ThreatTable[std::clamp(d + 8, 0, 16)] - ThreatTable[std::clamp(8 - d, 0, 16)];
+    TRACE_TERM(ThreatTable[std::clamp(d + 8, 0, 16)], 1);
+    TRACE_TERM(ThreatTable[std::clamp(8 - d, 0, 16)], -1);
 }
 
 void EvaluateDevelopment() {

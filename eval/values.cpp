@@ -234,6 +234,23 @@ bool ReadWholeFile(std::FILE* file, std::string& text) {
     return !std::ferror(file);
 }
 
+// Where the i-th value of the imbalance block lands in [White][Black]: WQ 0-1, BQ 0-1, WR, BR, WB,
+// BB, WN, BN 0-2, the first counter the slowest.
+int Table54Index(int i) {
+    int r = i, bn = r % 3, wn = (r /= 3) % 3, bb = (r /= 3) % 3, wb = (r /= 3) % 3, br = (r /= 3) % 3;
+    int wr = (r /= 3) % 3, bq = (r /= 3) % 2, wq = (r /= 2) % 2;
+    int white = wn + 3 * wb + 9 * wr + 27 * wq, black = bn + 3 * bb + 9 * br + 27 * bq;
+    return white * CONFIG54 + black;
+}
+// The same order with WP and BP 0-2 last: only configurations of up to two pawns a side.
+int Table486Index(int i) {
+    int r = i, bp = r % 3, wp = (r /= 3) % 3, bn = (r /= 3) % 3, wn = (r /= 3) % 3, bb = (r /= 3) % 3;
+    int wb = (r /= 3) % 3, br = (r /= 3) % 3, wr = (r /= 3) % 3, bq = (r /= 3) % 2, wq = (r /= 2) % 2;
+    int white = wp + 9 * wn + 27 * wb + 81 * wr + 243 * wq;
+    int black = bp + 9 * bn + 27 * bb + 81 * br + 243 * bq;
+    return white * CONFIG486 + black;
+}
+
 void ReadEntry(NumberReader& in, const ValueEntry& e, int32_t* table54, int32_t* table486) {
     int32_t v;
     switch (e.shape) {
@@ -264,23 +281,10 @@ void ReadEntry(NumberReader& in, const ValueEntry& e, int32_t* table54, int32_t*
         }
         break;
     case Shape::Table54:
-        // WQ 0-1, BQ 0-1, WR, BR, WB, BB, WN, BN 0-2, the first counter the slowest.
-        for (int i = 0; i < e.count && in.Next32(v); i++) {
-            int r = i, bn = r % 3, wn = (r /= 3) % 3, bb = (r /= 3) % 3, wb = (r /= 3) % 3, br = (r /= 3) % 3;
-            int wr = (r /= 3) % 3, bq = (r /= 3) % 2, wq = (r /= 2) % 2;
-            int white = wn + 3 * wb + 9 * wr + 27 * wq, black = bn + 3 * bb + 9 * br + 27 * bq;
-            table54[white * CONFIG54 + black] = v;
-        }
+        for (int i = 0; i < e.count && in.Next32(v); i++) table54[Table54Index(i)] = v;
         break;
     case Shape::Table486:
-        // The same order with WP and BP 0-2 last: only configurations of up to two pawns a side.
-        for (int i = 0; i < e.count && in.Next32(v); i++) {
-            int r = i, bp = r % 3, wp = (r /= 3) % 3, bn = (r /= 3) % 3, wn = (r /= 3) % 3, bb = (r /= 3) % 3;
-            int wb = (r /= 3) % 3, br = (r /= 3) % 3, wr = (r /= 3) % 3, bq = (r /= 3) % 2, wq = (r /= 2) % 2;
-            int white = wp + 9 * wn + 27 * wb + 81 * wr + 243 * wq;
-            int black = bp + 9 * bn + 27 * bb + 81 * br + 243 * bq;
-            table486[white * CONFIG486 + black] = v;
-        }
+        for (int i = 0; i < e.count && in.Next32(v); i++) table486[Table486Index(i)] = v;
         break;
     case Shape::PruneStats: {
         int64_t* stat = &PruneStats[0][0][0][0][0];
@@ -358,6 +362,73 @@ static void ComputePruneRatio() {
                         uint32_t& entry = PruneRatio[phase][pieceClass[piece]][to][from][side];
                         if (entry == 0) entry = ratio;
                     }
+}
+
+bool WriteValuesFile(const char* path, const int32_t* table54, const int32_t* table486) {
+    std::FILE* file = std::fopen(path, "w");
+    if (!file) return false;
+    auto put = [file](int64_t value) { std::fprintf(file, "%lld\n", (long long)value); };
+    for (const ValueEntry& e : Layout) {
+        switch (e.shape) {
+        case Shape::Plain:
+        case Shape::RowMirrored:
+            for (int i = 0; i < e.count; i++) put(e.first[i]);
+            break;
+        case Shape::Skip:
+            for (int i = 0; i < e.count; i++) put(0);
+            break;
+        case Shape::HalfBoard:
+            for (int i = 0; i < e.count; i++) put(e.first[i / 4 * 8 + i % 4]);
+            break;
+        case Shape::Pairs:
+            for (int i = 0; i < e.count; i++) put(e.first[i]), put(e.second[i]);
+            break;
+        case Shape::Table54:
+        case Shape::Table486:
+            for (int i = 0; i < e.count; i++) {
+                const int at = e.shape == Shape::Table54 ? Table54Index(i) : Table486Index(i);
+                const int32_t* table = e.shape == Shape::Table54 ? table54 : table486;
+                put(table ? table[at] : 0);
+            }
+            break;
+        case Shape::PruneStats:
+            for (int i = 0; i < e.count; i++) put((&PruneStats[0][0][0][0][0])[i]);
+            break;
+        }
+    }
+    const bool ok = !std::ferror(file);
+    return std::fclose(file) == 0 && ok;
+}
+
+std::vector<ValueLine> ValueLineMap() {
+    std::vector<ValueLine> lines;
+    lines.reserve(VALUES_FILE_LINES);
+    for (const ValueEntry& e : Layout) {
+        const int values = e.shape == Shape::Pairs ? 2 * e.count : e.count;
+        for (int i = 0; i < values; i++) {
+            ValueLine line{e.block, {nullptr, nullptr}};
+            switch (e.shape) {
+            case Shape::Plain:
+                line.target[0] = e.first + i;
+                break;
+            case Shape::HalfBoard:
+                line.target[0] = e.first + i / 4 * 8 + i % 4;
+                line.target[1] = e.first + i / 4 * 8 + 7 - i % 4;
+                break;
+            case Shape::RowMirrored:
+                line.target[0] = e.first + i;
+                if (i / 8 * 8 + 7 - i % 8 != i) line.target[1] = e.first + i / 8 * 8 + 7 - i % 8;
+                break;
+            case Shape::Pairs:
+                line.target[0] = (i & 1 ? e.second : e.first) + i / 2;
+                break;
+            default:
+                break;
+            }
+            lines.push_back(line);
+        }
+    }
+    return lines;
 }
 
 void LoadEvaluationValues() {

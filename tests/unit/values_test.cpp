@@ -5,6 +5,8 @@
 #include "eval/params.h"
 #include "eval/values.h"
 
+#include <map>
+#include <sstream>
 #include <tuple>
 #include "tests/support/engine_setup.h"
 #include "tests/support/values_file.h"
@@ -127,6 +129,58 @@ TEST_F(ValuesTest, OutOfRangeValuesAreFixedWithARunningNumber) {
     EXPECT_EQ(HomePawnsMg[0], -200);
     const std::string again = Load(f.Text()); // the number runs on over a reload
     EXPECT_EQ(again.substr(0, again.find("fix [1590")), "Error! Negative prune stats value: -6\nfix [1558, -4 to 0]; ");
+}
+
+// The writer mirrors the reader: every line that lands somewhere and stays is written back as it
+// was read, the tables in their own orders too; lines nothing reads are 0.
+TEST_F(ValuesTest, WrittenFileHoldsWhatWasRead) {
+    EXPECT_EQ(Read(ValuesFile::Numbered().Text()), "");
+    ASSERT_TRUE(WriteValuesFile(dir.File("out.txt").c_str(), table54.data(), table486.data()));
+    std::vector<int64_t> written;
+    std::istringstream in(dir.Read("out.txt"));
+    for (int64_t v; in >> v;) written.push_back(v);
+    ASSERT_EQ(written.size(), size_t(VALUES_FILE_LINES));
+
+    const std::vector<ValueLine> map = ValueLineMap();
+    ASSERT_EQ(map.size(), size_t(VALUES_FILE_LINES));
+    std::map<int32_t*, size_t> owner; // the last line that sets a value
+    for (size_t i = 0; i < map.size(); i++)
+        for (int32_t* t : map[i].target)
+            if (t) owner[t] = i;
+    size_t kept = 0, tables = 0, wrong = 0;
+    // Only the first few differences are reported: a broken writer would differ everywhere.
+    auto expect = [&](size_t i, int64_t value) {
+        if (written[i] != value && wrong++ < 5)
+            ADD_FAILURE() << "line " << i + 1 << " of block " << map[i].block << ": " << written[i];
+    };
+    for (size_t i = 0; i < map.size(); i++) {
+        const int64_t line = int64_t(i + 1);
+        if (map[i].block == 4 || map[i].block == 37 || map[i].block == 66) {
+            tables++;
+            expect(i, line);
+        } else if (map[i].target[0] && owner[map[i].target[0]] == i && *map[i].target[0] == line) {
+            kept++;
+            expect(i, line);
+        } else if (!map[i].target[0]) {
+            expect(i, 0);
+        }
+    }
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(tables, size_t(2916 + 98304 + 26244));
+    EXPECT_GT(kept, 6000u);
+}
+
+// The compiled-in weights written out load with no repair; what was loaded writes a file that
+// reads back the same. (A load puts the engine's own king-safety curves in, so the first file
+// differs from the second there.)
+TEST_F(ValuesTest, DefaultsWrittenLoadCleanlyAndReadBack) {
+    ASSERT_TRUE(WriteValuesFile(dir.File("values.txt").c_str(), nullptr, nullptr));
+    EXPECT_EQ(Printed([] { LoadEvaluationValues(); }), "");
+    ASSERT_TRUE(WriteValuesFile(dir.File("values.txt").c_str(), nullptr, nullptr));
+    const std::string first = dir.Read("values.txt");
+    EXPECT_EQ(Printed([] { LoadEvaluationValues(); }), "");
+    ASSERT_TRUE(WriteValuesFile(dir.File("again.txt").c_str(), nullptr, nullptr));
+    EXPECT_TRUE(dir.Read("again.txt") == first); // not EXPECT_EQ: a diff of two such files is huge
 }
 
 } // namespace
