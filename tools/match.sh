@@ -10,6 +10,8 @@
 #                                            # UCI, from 2moves_v1.epd at 5s+0.05s unless TC is set
 #
 # CONCURRENCY (default 1) sets how many games run at once.
+# VALUES names a values.txt for this build and OTHER_VALUES one for the other build of `vs`; each
+# engine runs in a folder of its own, without such a file unless one is named.
 # MATCH_DIR (default /tmp/velumbrak-match) receives the runner copy, the engine copy, PGNs and logs.
 # The engine is copied there first, so that a rebuild during a match does not disturb it.
 # xboard games start from the initial position unless XBOARD_OPENINGS names a file: the runner
@@ -39,7 +41,10 @@ if [ ${#missing[@]} -gt 0 ] && [ "$mode" != vs ]; then
     apt-get update && apt-get install -y "${missing[@]}"
 fi
 
-mkdir -p "$work/engine"
+mkdir -p "$work/engine" "$work/other"
+rm -f "$work/engine/values.txt" "$work/other/values.txt"
+[ -n "${VALUES:-}" ] && cp "$VALUES" "$work/engine/values.txt"
+[ -n "${OTHER_VALUES:-}" ] && cp "$OTHER_VALUES" "$work/other/values.txt"
 if [ ! -d "$work/runner/node_modules" ]; then
     # The shared folder may be read-only: install the runner's one dependency in a copy.
     rm -rf "$work/runner" && cp -r "$shared/tools/match" "$work/runner" && chmod -R u+w "$work/runner"
@@ -89,9 +94,9 @@ fi
 
 if [ "$mode" = vs ]; then
     # A copy too, so that a later build of the other tree cannot change it mid-match.
-    cp "$other" "$work/engine/other"
+    cp "$other" "$work/other/velumbrak"
     rm -f "$work/vs.pgn"
-    run vs "${engine[@]}" proto=uci option.Hash=16 --engine "cmd=$work/engine/other" "dir=$work/engine" \
+    run vs "${engine[@]}" proto=uci option.Hash=16 --engine "cmd=$work/other/velumbrak" "dir=$work/other" \
         name=Other proto=uci option.Hash=16 --openings "$openings" --order random --seed 7
 fi
 
