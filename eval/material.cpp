@@ -9,7 +9,8 @@
 #include "eval/values.h"
 #include "platform/platform.h"
 
-MaterialRecord MaterialRecords[MATERIAL_ROWS];
+// Aligned to a large page, so that all but its last part can sit in large pages.
+alignas(1 << 21) MaterialRecord MaterialRecords[MATERIAL_ROWS];
 int32_t FileSetIndex[256];
 // clang-format off
 const int32_t CentreRing[64] = {
@@ -250,6 +251,7 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
     NumberFileSets();
     NumberEndingClasses();
 
+    AdviseLargePages(MaterialRecords, sizeof MaterialRecords);
     Force w{}, b{};
     int index = 0;
     for (b.pawns = 0; b.pawns < 9; b.pawns++)

@@ -82,3 +82,13 @@ void UnmapFile(MappedFile& file) {
     file.data = nullptr;
     file.size = 0;
 }
+
+void AdviseLargePages(void* begin, size_t bytes) {
+    // Only the whole 2 MiB pages inside the block can be backed by large pages.
+    constexpr uintptr_t LARGE = uintptr_t(2) << 20;
+    uintptr_t first = (uintptr_t(begin) + LARGE - 1) & ~(LARGE - 1);
+    uintptr_t last  = (uintptr_t(begin) + bytes) & ~(LARGE - 1);
+#ifdef MADV_HUGEPAGE
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#endif
+}

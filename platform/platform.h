@@ -48,4 +48,8 @@ MappedFile MapFileReadOnly(const char* path);
 bool ReadableFileExists(const char* path);
 void UnmapFile(MappedFile& file);
 
+// Asks for large pages under a big table about to be filled: a few faults instead of thousands at
+// start-up, and fewer TLB misses in the search. A hint only; where it is refused nothing changes.
+void AdviseLargePages(void* begin, size_t bytes);
+
 using PlatformMutex = std::mutex;
