@@ -25,7 +25,7 @@ int Usage() {
                 "  -rate R     step size in centipawns (default 1)\n"
                 "  -seed S     chooses the held-out tenth (default 1)\n"
                 "  -max N      read at most N positions (default all)\n"
-                "  -l2 X       pull towards the starting weights (default 0)\n"
+                "  -l2 X       pull towards the starting weights (default 1e-8)\n"
                 "  -min-uses N lines used by fewer training positions stay (default 200)\n"
                 "  -threads T  threads of the fit (default 1; another count may round a value otherwise)\n");
     return 2;

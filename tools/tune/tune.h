@@ -75,7 +75,7 @@ struct TuneOptions {
     uint64_t seed    = 1;
     int holdoutEvery = 10; // one position in this many is kept out of the fit
     int minUses      = 200;  // lines used by fewer training positions keep their start
-    double l2        = 0;   // pull of each line towards its start, per centipawn of change
+    double l2        = 1e-8; // pull of each line towards its start, per centipawn of change
     int threads      = 1;
     bool quiet       = false;
 };
