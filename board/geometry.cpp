@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/platform.h"
+
 // ---------------------------------------------------------------------------------------------
 // Occupancy classes. A slider on a line sees only its two nearest blockers, so the 256 x 8
 // (occupancy, position) pairs fold into 70 triples (position, lower end, upper end). Classes are
@@ -195,7 +197,6 @@ static void InitializeBitMasks() {
 
     for (int file = 0; file < 8; file++) NotFileMask[file] = ~FileMask(file);
 
-#pragma omp parallel for schedule(static)
     for (int byte = 0; byte < 256; byte++) {
         FirstBit8[byte]   = uint8_t(byte ? std::countr_zero(unsigned(byte)) : 8);
         LastBit8[byte]    = uint8_t(byte ? 31 - std::countl_zero(unsigned(byte)) : 8);
@@ -207,7 +208,6 @@ static void InitializeBitMasks() {
         PawnFileClass[byte] = FileSetClass(byte);
     }
 
-#pragma omp parallel for schedule(static)
     for (int sq = 0; sq < 64; sq++) {
         int file = FileOf(sq), rank = RankOf(sq);
         RanksAbove[sq]     = rank == 7 ? 0 : ~0ULL << (8 * (rank + 1));
@@ -232,7 +232,6 @@ static void InitializeBitMasks() {
 }
 
 static void InitializeBitBoards() {
-#pragma omp parallel for schedule(static)
     for (int c = 0; c < OCCUPANCY_CLASSES; c++) {
         const LineClass& lc = LineClasses.triple[c];
         for (int line = 0; line < 8; line++) {
@@ -252,7 +251,6 @@ static void InitializeBitBoards() {
         }
     }
 
-#pragma omp parallel for schedule(static)
     for (int sq = 0; sq < 64; sq++) {
         int file = FileOf(sq), rank = RankOf(sq);
 
@@ -345,7 +343,8 @@ static void InitKnightDistance() {
 // The knight must reach a square of the pawn's path no later than the pawn does; one move late is
 // still in time when it can get there through a square from which it checks the king.
 static void InitKnightIntercept() {
-#pragma omp parallel for schedule(static)
+    // The work grows with the pawn's rank: squares dealt out one by one keep the threads even.
+#pragma omp parallel for schedule(static, 1)
     for (int s = 0; s < 64; s++) {
         for (int k = 0; k < 64; k++) {
             u64 catches = 0;
@@ -379,4 +378,5 @@ void InitBoardTables() {
     InitPieceSquareTables();
     InitKnightDistance();
     InitKnightIntercept();
+    ReleaseLoopThreads();
 }

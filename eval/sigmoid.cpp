@@ -14,26 +14,21 @@ static int32_t Logistic(int32_t a, int32_t b, int32_t c, int i) {
     return int32_t(std::round(a / (1.0 + std::exp(double(c - i) * b / 1000.0)) - a / 2.0));
 }
 
-// Each entry stands alone, so the threads of the loops below share nothing but the parameters.
 void InitPawnEndgameSigmoid() {
-#pragma omp parallel for schedule(static)
     for (int i = -PAWN_ENDGAME_SIGMOID_CENTRE; i <= PAWN_ENDGAME_SIGMOID_CENTRE; i++)
         PawnEndgameSigmoid[i + PAWN_ENDGAME_SIGMOID_CENTRE] = Logistic(PawnEndgameA, PawnEndgameB, 0, i);
 }
 
 void InitPressureSigmoid() {
-#pragma omp parallel for schedule(static)
     for (int i = 0; i < 64; i++) PressureSigmoid[i] = Logistic(PressureA, PressureB, PressureCentre, i);
 }
 
 void InitAttackHorrorSigmoid() {
-#pragma omp parallel for schedule(static)
     for (int i = 0; i < 512; i++)
         AttackHorrorSigmoid[i] = Logistic(AttackHorrorA, AttackHorrorB, AttackHorrorC, i);
 }
 
 void InitDefendHorrorSigmoid() {
-#pragma omp parallel for schedule(static)
     for (int i = 0; i < 512; i++)
         DefendHorrorSigmoid[i] = Logistic(DefendHorrorA, DefendHorrorB, DefendHorrorC, i);
 }

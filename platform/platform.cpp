@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <omp.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -82,6 +83,8 @@ void UnmapFile(MappedFile& file) {
     file.data = nullptr;
     file.size = 0;
 }
+
+void ReleaseLoopThreads() { omp_pause_resource_all(omp_pause_soft); }
 
 void AdviseLargePages(void* begin, size_t bytes) {
     // Only the whole 2 MiB pages inside the block can be backed by large pages.

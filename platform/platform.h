@@ -52,4 +52,9 @@ void UnmapFile(MappedFile& file);
 // start-up, and fewer TLB misses in the search. A hint only; where it is refused nothing changes.
 void AdviseLargePages(void* begin, size_t bytes);
 
+// Ends the threads of the parallel start-up loops once a table is built. Left alone, libgomp's idle
+// threads spin for milliseconds after every parallel loop before they sleep, which costs more CPU
+// than the loops themselves; a later parallel loop starts new ones.
+void ReleaseLoopThreads();
+
 using PlatformMutex = std::mutex;

@@ -97,7 +97,6 @@ void register_table(const char* name) {
 }
 
 void ClearHash() {
-#pragma omp parallel for schedule(static)
     for (int b = 0; b < TB_BUCKETS; b++)
         for (TableHashSlot& slot : TableHash[b]) slot = TableHashSlot{0, nullptr};
 }

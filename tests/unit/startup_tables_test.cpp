@@ -1,5 +1,5 @@
-// The tables that start-up builds in parallel loops (geometry, logistic curves, the register of
-// tablebases): the same bytes on one thread as on several; and the spot values of the curves.
+// The tables of start-up (geometry, logistic curves, the register of tablebases), some of them built
+// in parallel loops: the same bytes on one thread as on several; and the spot values of the curves.
 #include <gtest/gtest.h>
 #include <omp.h>
 
