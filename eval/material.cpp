@@ -52,11 +52,15 @@ Phases PhasesOf(int whiteUnits, int blackUnits) {
             (std::max(12 - blackUnits, 0) * 256 + 6) / 12};
 }
 
-// Weighted sum of a side's men for king safety; weights for knight, bishop, rook, queen.
+// Weighted sum of a side's men for king safety, without the pawns; weights for knight, bishop, rook,
+// queen.
+int64_t ForceSum64(const Force& f, const int32_t* weight) {
+    return int64_t(f.knights) * weight[WEIGHT_KNIGHT] + int64_t(f.bishops) * weight[WEIGHT_BISHOP] +
+           int64_t(f.rooks) * weight[WEIGHT_ROOK] + int64_t(f.queens) * weight[WEIGHT_QUEEN];
+}
+
 int16_t ForceSum(const Force& f, const int32_t* weight, int32_t pawnWeight) {
-    return int16_t(int64_t(f.knights) * weight[WEIGHT_KNIGHT] + int64_t(f.bishops) * weight[WEIGHT_BISHOP] +
-                   int64_t(f.rooks) * weight[WEIGHT_ROOK] + int64_t(f.queens) * weight[WEIGHT_QUEEN] +
-                   int64_t(f.pawns) * pawnWeight);
+    return int16_t(ForceSum64(f, weight) + int64_t(f.pawns) * pawnWeight);
 }
 
 // The class of each pair of piece configurations by PieceIndex, numbered in the order WQ, BQ, WR,
@@ -177,68 +181,128 @@ int64_t ImbalanceChain(const Force& w, const Force& b, int64_t* egChain) {
     return c;
 }
 
-MaterialRecord MakeRow(const Force& w, const Force& b, const int32_t* table54, const int32_t* table486,
-                       const int32_t* timeTable) {
-    MaterialRecord row{};
+// What a row takes from the pieces alone, worked out once for each of the 6561 pairs of piece
+// sets and shared by their 81 pawn counts. Every sum is kept in the width the row is computed in,
+// so that adding the pawns' part last gives each row exactly the bits of a row built whole.
+struct PieceTerms {
+    int64_t forceSum[2][2];       // [defence, attack][side] without the pawns
+    int64_t mgPieces, egPieces, egChain;
+    int64_t pawnMg[2], pawnEg[2]; // the worth of one pawn of each side
+    int64_t c54;                  // the configuration table's part of White's advantage
+    int64_t chain[2];             // the chain with no pawns on the board, and with some
+    int32_t phase;                // the blend's raw 0..24 weight
+    int32_t config486[2];         // the side's configuration number without its pawns
+    int32_t rookDifference;
+    int16_t phases[3];            // current, white, black
+    int16_t endingClass[2];
+    uint8_t ending[2], cannotWinWithoutPawns[2], bishopPair[2];
+    bool twoQueens, minorAgainstPawns;
+};
+
+PieceTerms PieceTermsOf(Force w, Force b, const int32_t* table54) {
+    PieceTerms t{};
+    w.pawns = b.pawns    = 0;
     const Force* side[2] = {&w, &b};
-    int points[2] = {Points(w), Points(b)};
-    int minors[2] = {Minors(w), Minors(b)};
-    int heavies[2] = {Heavies(w), Heavies(b)};
+    int points[2]        = {Points(w), Points(b)};
+    int minors[2]        = {Minors(w), Minors(b)};
+    int heavies[2]       = {Heavies(w), Heavies(b)};
 
     Phases phases = PhasesOf(minors[0] + 2 * heavies[0], minors[1] + 2 * heavies[1]);
-    row.current_phase = int16_t(phases.current);
-    row.white_phase   = int16_t(phases.white);
-    row.black_phase   = int16_t(phases.black);
+    t.phases[0]   = int16_t(phases.current);
+    t.phases[1]   = int16_t(phases.white);
+    t.phases[2]   = int16_t(phases.black);
 
     for (int s = 0; s < 2; s++) {
-        const Force& f      = *side[s];
-        row.DefenceForce[s] = ForceSum(f, DefenceForceWeight, DefencePawnWeight);
-        row.AttackForce[s]  = ForceSum(f, AttackForceWeight, AttackPawnWeight);
-
+        const Force& f   = *side[s];
+        t.forceSum[0][s] = ForceSum64(f, DefenceForceWeight);
+        t.forceSum[1][s] = ForceSum64(f, AttackForceWeight);
         // A lone knight, two knights or a lone bishop cannot mate; two bishops or bishop and
         // knight can.
-        bool cannotWin = f.pawns == 0 && f.rooks == 0 && f.queens == 0 && points[s] < 7 &&
-                         (f.bishops == 0 || points[s] < 4);
+        t.cannotWinWithoutPawns[s] =
+            f.rooks == 0 && f.queens == 0 && points[s] < 7 && (f.bishops == 0 || points[s] < 4);
         const Force& other = *side[1 - s];
-        bool ending = points[1 - s] <= 9 || (other.queens == 0 && points[1 - s] < 15);
-        row.Flags[s] = uint8_t((cannotWin ? MATERIAL_CANNOT_WIN : 0) | (ending ? MATERIAL_ENDING : 0));
+        t.ending[s]        = points[1 - s] <= 9 || (other.queens == 0 && points[1 - s] < 15);
+        t.bishopPair[s]    = f.bishops == 2;
+        t.config486[s]     = Config486(f);
     }
 
-    // c is White's advantage in centipawns, eg the end-game part of the imbalance chain.
-    int64_t c = 0, egChain = 0;
-    if (w.queens == 2 || b.queens == 2) {
-        row.EndingClass[0] = row.EndingClass[1] = -1;
-        row.TimeFactor                          = 256;
+    t.twoQueens = w.queens == 2 || b.queens == 2;
+    if (t.twoQueens) {
+        t.endingClass[0] = t.endingClass[1] = -1;
     } else {
-        row.EndingClass[0] = ClassOfPieces[PieceIndex(w, b)];
-        row.EndingClass[1] = ClassOfPieces[PieceIndex(b, w)];
-        row.TimeFactor     = uint16_t(timeTable[Config486(w) * CONFIG486 + Config486(b)]);
-        int w54 = Config54(w), b54 = Config54(b), w486 = Config486(w), b486 = Config486(b);
-        c = -(int64_t(table54[w54 * CONFIG54 + b54]) - table54[b54 * CONFIG54 + w54]) / 2 -
-            (int64_t(table486[w486 * CONFIG486 + b486]) - table486[b486 * CONFIG486 + w486]) / 2;
+        t.endingClass[0] = ClassOfPieces[PieceIndex(w, b)];
+        t.endingClass[1] = ClassOfPieces[PieceIndex(b, w)];
+        int w54 = Config54(w), b54 = Config54(b);
+        t.c54   = -(int64_t(table54[w54 * CONFIG54 + b54]) - table54[b54 * CONFIG54 + w54]) / 2;
     }
 
-    c += ImbalanceChain(w, b, &egChain);
-
-    if (w.bishops == 2) c += BishopPair[b.pawns];
-    if (b.bishops == 2) c -= BishopPair[w.pawns];
-    c += int64_t(w.rooks - b.rooks) * RookPawnBonus[w.pawns + b.pawns];
+    // The chain reads the pawns only when a lone minor faces pawns, where it is worked out row by
+    // row, and otherwise only whether any pawn is left; its end-game part never.
+    t.minorAgainstPawns = points[0] < 4 && points[1] < 4;
+    t.chain[0]          = ImbalanceChain(w, b, &t.egChain);
+    Force withPawn      = w;
+    withPawn.pawns      = 1;
+    int64_t egUnused    = 0;
+    t.chain[1]          = ImbalanceChain(withPawn, b, &egUnused);
+    t.rookDifference    = w.rooks - b.rooks;
 
     // Pawns are worth more or less by how much of each side's force is heavy.
     int64_t wShare = points[0] ? 256 * (9 * w.queens + 5 * w.rooks) / points[0] : 0;
     int64_t bShare = points[1] ? 256 * (9 * b.queens + 5 * b.rooks) / points[1] : 0;
-    int64_t mg = PawnValue(PawnMg, wShare, bShare) * w.pawns - PawnValue(PawnMg, bShare, wShare) * b.pawns;
-    int64_t eg = PawnValue(PawnEg, wShare, bShare) * w.pawns - PawnValue(PawnEg, bShare, wShare) * b.pawns;
+    t.pawnMg[0]    = PawnValue(PawnMg, wShare, bShare);
+    t.pawnMg[1]    = PawnValue(PawnMg, bShare, wShare);
+    t.pawnEg[0]    = PawnValue(PawnEg, wShare, bShare);
+    t.pawnEg[1]    = PawnValue(PawnEg, bShare, wShare);
     const int counts[4][2] = {{w.knights, b.knights}, {w.bishops, b.bishops}, {w.rooks, b.rooks},
                               {w.queens, b.queens}};
     for (int k = 0; k < 4; k++) {
-        mg += int64_t(PieceMg[k]) * (counts[k][0] - counts[k][1]);
-        eg += int64_t(PieceEg[k]) * (counts[k][0] - counts[k][1]);
+        t.mgPieces += int64_t(PieceMg[k]) * (counts[k][0] - counts[k][1]);
+        t.egPieces += int64_t(PieceEg[k]) * (counts[k][0] - counts[k][1]);
     }
-    eg += egChain;
+    t.phase = std::max(24 - (minors[0] + minors[1] + 2 * (heavies[0] + heavies[1])), 0);
+    return t;
+}
+
+MaterialRecord MakeRow(const PieceTerms& t, const Force& w, const Force& b, const int32_t* table486,
+                       const int32_t* timeTable) {
+    MaterialRecord row{};
+    row.current_phase = t.phases[0];
+    row.white_phase   = t.phases[1];
+    row.black_phase   = t.phases[2];
+    const int pawns[2] = {w.pawns, b.pawns};
+    for (int s = 0; s < 2; s++) {
+        row.DefenceForce[s]  = int16_t(t.forceSum[0][s] + int64_t(pawns[s]) * DefencePawnWeight);
+        row.AttackForce[s]   = int16_t(t.forceSum[1][s] + int64_t(pawns[s]) * AttackPawnWeight);
+        const bool cannotWin = pawns[s] == 0 && t.cannotWinWithoutPawns[s];
+        row.Flags[s]         = uint8_t((cannotWin ? MATERIAL_CANNOT_WIN : 0) | (t.ending[s] ? MATERIAL_ENDING : 0));
+    }
+    row.EndingClass[0] = t.endingClass[0];
+    row.EndingClass[1] = t.endingClass[1];
+
+    // c is White's advantage in centipawns.
+    int64_t c = 0, egChain = t.egChain;
+    if (t.twoQueens) {
+        row.TimeFactor = 256;
+    } else {
+        const int w486 = t.config486[0] + w.pawns, b486 = t.config486[1] + b.pawns;
+        row.TimeFactor = uint16_t(timeTable[w486 * CONFIG486 + b486]);
+        c = t.c54 - (int64_t(table486[w486 * CONFIG486 + b486]) - table486[b486 * CONFIG486 + w486]) / 2;
+    }
+    if (t.minorAgainstPawns) {
+        egChain = 0;
+        c += ImbalanceChain(w, b, &egChain);
+    } else {
+        c += t.chain[w.pawns + b.pawns > 0];
+    }
+
+    if (t.bishopPair[0]) c += BishopPair[b.pawns];
+    if (t.bishopPair[1]) c -= BishopPair[w.pawns];
+    c += int64_t(t.rookDifference) * RookPawnBonus[w.pawns + b.pawns];
+
+    int64_t mg = t.pawnMg[0] * w.pawns - t.pawnMg[1] * b.pawns + t.mgPieces;
+    int64_t eg = t.pawnEg[0] * w.pawns - t.pawnEg[1] * b.pawns + t.egPieces + egChain;
     // The blend runs on the raw 0..24 scale, so the end-game part never weighs more than 24/256.
-    int64_t p     = std::max(24 - (minors[0] + minors[1] + 2 * (heavies[0] + heavies[1])), 0);
-    int64_t total = (eg * p + mg * (256 - p)) / 256;
+    int64_t total = (eg * t.phase + mg * (256 - t.phase)) / 256;
     row.Imbalance = int16_t(-(c + total));
     return row;
 }
@@ -252,7 +316,17 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
     NumberEndingClasses();
 
     AdviseLargePages(MaterialRecords, sizeof MaterialRecords);
+    static PieceTerms terms[6561];
     Force w{}, b{};
+    for (b.knights = 0; b.knights < 3; b.knights++)
+        for (w.knights = 0; w.knights < 3; w.knights++)
+            for (b.bishops = 0; b.bishops < 3; b.bishops++)
+                for (w.bishops = 0; w.bishops < 3; w.bishops++)
+                    for (b.rooks = 0; b.rooks < 3; b.rooks++)
+                        for (w.rooks = 0; w.rooks < 3; w.rooks++)
+                            for (b.queens = 0; b.queens < 3; b.queens++)
+                                for (w.queens = 0; w.queens < 3; w.queens++)
+                                    terms[PieceIndex(w, b)] = PieceTermsOf(w, b, table54);
     int index = 0;
     for (b.pawns = 0; b.pawns < 9; b.pawns++)
         for (w.pawns = 0; w.pawns < 9; w.pawns++)
@@ -263,8 +337,9 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
                             for (b.rooks = 0; b.rooks < 3; b.rooks++)
                                 for (w.rooks = 0; w.rooks < 3; w.rooks++)
                                     for (b.queens = 0; b.queens < 3; b.queens++)
-                                        for (w.queens = 0; w.queens < 3; w.queens++)
-                                            MaterialRecords[index++] = MakeRow(w, b, table54, table486, timeTable);
+                                        for (w.queens = 0; w.queens < 3; w.queens++, index++)
+                                            MaterialRecords[index] =
+                                                MakeRow(terms[index % 6561], w, b, table486, timeTable);
 
     // A third piece of a kind: the evaluation works the material out at run time.
     MaterialRecord& sentinel = MaterialRecords[MATERIAL_OVERFLOW];
