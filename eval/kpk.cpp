@@ -53,81 +53,90 @@ uint8_t AfterPromotion(int square, int wk, int bk, bool queen) {
     return (covered & Bit(bk)) ? WIN : DRAW; // mate, or stalemate
 }
 
-// One pawn square, every pair of kings, both sides to move, until nothing changes; the squares the
-// pawn goes to are solved already.
+// One pawn square, every pair of kings, both sides to move; the squares the pawn goes to are solved
+// already. Positions decided by their own moves come first; each decided position then passes its
+// verdict back to the positions one king move before it, which keep a count of their moves still
+// open. What is never decided is a draw.
 void SolvePawnSquare(uint8_t* result, int pawn) {
     const int rank = RankOf(pawn);
-    std::vector<int> open;
-    for (int wk = 0; wk < 64; wk++)
-        for (int bk = 0; bk < 64; bk++)
+    static uint8_t open[2][64][64]; // [t][wk][bk]: king moves of the side to move still undecided
+    static std::vector<int> decided;
+    decided.clear();
+    auto decide = [&](int i, uint8_t verdict) {
+        result[i] = verdict;
+        decided.push_back(i);
+    };
+    for (int bk = 0; bk < 64; bk++)
+        for (int wk = 0; wk < 64; wk++) {
             for (int t = 0; t < 2; t++) {
                 const int i = Index(t, pawn, wk, bk);
-                if (!Legal(t, pawn, wk, bk)) {
-                    result[i] = ILLEGAL;
-                    continue;
-                }
-                result[i] = UNKNOWN;
-                open.push_back(i);
+                result[i]   = Legal(t, pawn, wk, bk) ? UNKNOWN : ILLEGAL;
             }
-    for (bool changed = true; changed;) {
-        changed = false;
-        size_t kept = 0;
-        for (size_t k = 0; k < open.size(); k++) {
-            const int i = open[k], t = i & 1, wk = (i >> 7) & 63, bk = i >> 13;
-            uint8_t verdict = UNKNOWN;
-            if (t == 0) {
-                // White: any move to a win wins; all moves drawn is a draw.
-                bool allDrawn = true;
-                auto see      = [&](uint8_t v) {
-                    if (v == WIN) verdict = WIN;
-                    if (v != DRAW) allDrawn = false;
-                };
-                for (u64 set = KingAttacks[wk] & ~KingAttacks[bk] & ~Bit(pawn); set && verdict != WIN; set &= set - 1)
-                    see(result[Index(1, pawn, __builtin_ctzll(set), bk)]);
+            if (result[Index(0, pawn, wk, bk)] == UNKNOWN) {
+                // White: a pawn move to a win wins; the king's moves stay open.
+                uint8_t push = DRAW;
                 const int next = pawn + 8;
-                if (verdict != WIN && next != wk && next != bk) {
+                if (next != wk && next != bk) {
                     if (rank == 6) {
                         const uint8_t q = AfterPromotion(next, wk, bk, true);
-                        see(q == WIN ? WIN : AfterPromotion(next, wk, bk, false));
+                        push            = q == WIN ? WIN : AfterPromotion(next, wk, bk, false);
                     } else {
-                        see(result[Index(1, next, wk, bk)]);
-                        if (rank == 1 && next + 8 != wk && next + 8 != bk) see(result[Index(1, next + 8, wk, bk)]);
+                        push = result[Index(1, next, wk, bk)];
+                        const bool doubleStep = rank == 1 && next + 8 != wk && next + 8 != bk;
+                        if (doubleStep && result[Index(1, next + 8, wk, bk)] == WIN) push = WIN;
                     }
                 }
-                if (verdict != WIN && allDrawn) verdict = DRAW;
-            } else {
-                // Black: any move to a draw draws; all moves lost, or mate, loses.
-                bool allWon = true, moved = false;
-                for (u64 set = BlackKingMoves(pawn, wk, bk); set; set &= set - 1) {
-                    const int to = __builtin_ctzll(set);
-                    moved        = true;
-                    const uint8_t v = to == pawn ? DRAW : result[Index(0, pawn, wk, to)];
-                    if (v == DRAW) {
-                        verdict = DRAW;
-                        break;
-                    }
-                    if (v != WIN) allWon = false;
-                }
-                if (!moved) verdict = (WhitePawnAttacks[pawn] & Bit(bk)) ? WIN : DRAW;
-                else if (verdict != DRAW && allWon) verdict = WIN;
+                const int moves = __builtin_popcountll(KingAttacks[wk] & ~KingAttacks[bk] & ~Bit(pawn));
+                if (push == WIN || moves == 0) decide(Index(0, pawn, wk, bk), push == WIN ? WIN : DRAW);
+                open[0][wk][bk] = uint8_t(moves);
             }
-            if (verdict != UNKNOWN) {
-                result[i] = verdict;
-                changed   = true;
-            } else {
-                open[kept++] = i;
+            if (result[Index(1, pawn, wk, bk)] == UNKNOWN) {
+                // Black: taking the pawn draws; no move at all is mate or stalemate.
+                const u64 moves = BlackKingMoves(pawn, wk, bk);
+                if (!moves)
+                    decide(Index(1, pawn, wk, bk), (WhitePawnAttacks[pawn] & Bit(bk)) ? WIN : DRAW);
+                else if (moves & Bit(pawn))
+                    decide(Index(1, pawn, wk, bk), DRAW);
+                open[1][wk][bk] = uint8_t(__builtin_popcountll(moves));
             }
         }
-        open.resize(kept);
+    for (size_t k = 0; k < decided.size(); k++) {
+        const int i = decided[k], t = i & 1, wk = (i >> 7) & 63, bk = i >> 13;
+        const uint8_t verdict = result[i];
+        if (t == 1) {
+            // White's king came from a square next to its own: one move to a win wins, all moves
+            // to draws draw.
+            for (u64 set = KingAttacks[wk]; set; set &= set - 1) {
+                const int from = __builtin_ctzll(set), j = Index(0, pawn, from, bk);
+                if (result[j] != UNKNOWN) continue;
+                if (verdict == WIN)
+                    decide(j, WIN);
+                else if (--open[0][from][bk] == 0)
+                    decide(j, DRAW);
+            }
+        } else {
+            // Black's king, likewise: one move to a draw draws, all moves to wins lose.
+            for (u64 set = KingAttacks[bk]; set; set &= set - 1) {
+                const int from = __builtin_ctzll(set), j = Index(1, pawn, wk, from);
+                if (result[j] != UNKNOWN) continue;
+                if (verdict == DRAW)
+                    decide(j, DRAW);
+                else if (--open[1][wk][from] == 0)
+                    decide(j, WIN);
+            }
+        }
     }
-    for (int i : open) result[i] = DRAW;
+    for (int bk = 0; bk < 64; bk++)
+        for (int wk = 0; wk < 64; wk++)
+            for (int t = 0; t < 2; t++)
+                if (result[Index(t, pawn, wk, bk)] == UNKNOWN) result[Index(t, pawn, wk, bk)] = DRAW;
 }
 
 // The run: White only pushes, Black's king does its best.
 void RunPawnSquare(uint8_t* run, int pawn) {
     const int rank = RankOf(pawn);
-    for (int wk = 0; wk < 64; wk++)
-        for (int bk = 0; bk < 64; bk++) {
+    for (int bk = 0; bk < 64; bk++)
+        for (int wk = 0; wk < 64; wk++) {
             if (wk == bk || wk == pawn || bk == pawn) continue;
             const int next = pawn + 8;
             uint8_t white  = 0;
@@ -141,8 +150,8 @@ void RunPawnSquare(uint8_t* run, int pawn) {
             }
             run[Index(0, pawn, wk, bk)] = white;
         }
-    for (int wk = 0; wk < 64; wk++)
-        for (int bk = 0; bk < 64; bk++) {
+    for (int bk = 0; bk < 64; bk++)
+        for (int wk = 0; wk < 64; wk++) {
             if (wk == bk || wk == pawn || bk == pawn) continue;
             uint8_t black = 1;
             bool moved    = false;
