@@ -1,5 +1,6 @@
 #include "eval/values.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -357,10 +358,12 @@ static void ComputePruneRatio() {
                         // Black's statistics are White's seen from the other end of the board.
                         const int64_t* stat = side == 0 ? PruneStats[phase][piece][from][to]
                                                         : PruneStats[phase][piece][from ^ 56][to ^ 56];
-                        int64_t a = stat[0], b = stat[1];
-                        uint32_t ratio = b == 0 ? 0 : uint32_t(__int128(1000) * a / b);
                         uint32_t& entry = PruneRatio[phase][pieceClass[piece]][to][from][side];
-                        if (entry == 0) entry = ratio;
+                        const int64_t a = stat[0], b = stat[1];
+                        if (entry != 0 || b == 0) continue;
+                        // The product needs more than 64 bits only for counts beyond 2^53.
+                        const bool narrow = a <= INT64_MAX / 1000 && a >= INT64_MIN / 1000;
+                        entry = narrow ? uint32_t(1000 * a / b) : uint32_t(__int128(1000) * a / b);
                     }
 }
 
