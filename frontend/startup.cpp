@@ -68,6 +68,7 @@ void InitializeEngine() {
     InputBuffer.clear();
     std::printf("Velumbrak v1.96 [r2358/29.06.2016]\n");
 
+    ShareLoopsWithIdleCoresOnly();
     InitBoardTables();
     LoadEvaluationValues();
     InitSigmoidTables();

@@ -84,6 +84,10 @@ void UnmapFile(MappedFile& file) {
     file.size = 0;
 }
 
+void ShareLoopsWithIdleCoresOnly() {
+    if (!std::getenv("OMP_DYNAMIC")) omp_set_dynamic(1);
+}
+
 void ReleaseLoopThreads() { omp_pause_resource_all(omp_pause_soft); }
 
 void AdviseLargePages(void* begin, size_t bytes) {

@@ -52,6 +52,10 @@ void UnmapFile(MappedFile& file);
 // start-up, and fewer TLB misses in the search. A hint only; where it is refused nothing changes.
 void AdviseLargePages(void* begin, size_t bytes);
 
+// The parallel start-up loops take a second thread only for a core the load average leaves free:
+// on a busy machine the thread waits longer for a core than its share of a loop takes, and the
+// first thread spins meanwhile. An OMP_DYNAMIC set in the environment stands.
+void ShareLoopsWithIdleCoresOnly();
 // Ends the threads of the parallel start-up loops once a table is built. Left alone, libgomp's idle
 // threads spin for milliseconds after every parallel loop before they sleep, which costs more CPU
 // than the loops themselves; a later parallel loop starts new ones.
