@@ -327,19 +327,22 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
                             for (b.queens = 0; b.queens < 3; b.queens++)
                                 for (w.queens = 0; w.queens < 3; w.queens++)
                                     terms[PieceIndex(w, b)] = PieceTermsOf(w, b, table54);
-    int index = 0;
-    for (b.pawns = 0; b.pawns < 9; b.pawns++)
-        for (w.pawns = 0; w.pawns < 9; w.pawns++)
-            for (b.knights = 0; b.knights < 3; b.knights++)
-                for (w.knights = 0; w.knights < 3; w.knights++)
-                    for (b.bishops = 0; b.bishops < 3; b.bishops++)
-                        for (w.bishops = 0; w.bishops < 3; w.bishops++)
-                            for (b.rooks = 0; b.rooks < 3; b.rooks++)
-                                for (w.rooks = 0; w.rooks < 3; w.rooks++)
-                                    for (b.queens = 0; b.queens < 3; b.queens++)
-                                        for (w.queens = 0; w.queens < 3; w.queens++, index++)
-                                            MaterialRecords[index] =
-                                                MakeRow(terms[index % 6561], w, b, table486, timeTable);
+    // Black's pawn count varies fastest: the nine rows of a piece pair then read neighbouring
+    // entries of the pawn tables, and the pair's terms are read nine times instead of 81.
+    for (w.pawns = 0; w.pawns < 9; w.pawns++) {
+        int pieces = 0;
+        for (b.knights = 0; b.knights < 3; b.knights++)
+            for (w.knights = 0; w.knights < 3; w.knights++)
+                for (b.bishops = 0; b.bishops < 3; b.bishops++)
+                    for (w.bishops = 0; w.bishops < 3; w.bishops++)
+                        for (b.rooks = 0; b.rooks < 3; b.rooks++)
+                            for (w.rooks = 0; w.rooks < 3; w.rooks++)
+                                for (b.queens = 0; b.queens < 3; b.queens++)
+                                    for (w.queens = 0; w.queens < 3; w.queens++, pieces++)
+                                        for (b.pawns = 0; b.pawns < 9; b.pawns++)
+                                            MaterialRecords[pieces + 6561 * w.pawns + 59049 * b.pawns] =
+                                                MakeRow(terms[pieces], w, b, table486, timeTable);
+    }
 
     // A third piece of a kind: the evaluation works the material out at run time.
     MaterialRecord& sentinel = MaterialRecords[MATERIAL_OVERFLOW];
