@@ -17,8 +17,9 @@ constexpr uint8_t UNKNOWN = 0, DRAW = 1, WIN = 2, ILLEGAL = 3;
 inline void SetBit(uint8_t* table, int index) {
     table[index >> 3] |= uint8_t(1u << (index & 7));
 }
+// The working tables keep each pawn square's 8192 positions together, unlike the bit tables.
 inline int Index(int t, int pawn, int wk, int bk) {
-    return KpkIndex(t, pawn, wk, bk);
+    return t + 2 * wk + 128 * bk + 8192 * pawn;
 }
 
 // White has the king and the pawn; t 0 with White to move.
@@ -101,7 +102,7 @@ void SolvePawnSquare(uint8_t* result, int pawn) {
             }
         }
     for (size_t k = 0; k < decided.size(); k++) {
-        const int i = decided[k], t = i & 1, wk = (i >> 7) & 63, bk = i >> 13;
+        const int i = decided[k], t = i & 1, wk = (i >> 1) & 63, bk = (i >> 7) & 63;
         const uint8_t verdict = result[i];
         if (t == 1) {
             // White's king came from a square next to its own: one move to a win wins, all moves
@@ -181,7 +182,7 @@ void InitKpkTables() {
         const int t = i & 1, pawn = (i >> 1) & 63, wk = (i >> 7) & 63, bk = i >> 13;
         if (RankOf(pawn) == 0 || RankOf(pawn) == 7) continue;
         // Files e to h are the mirror image of files a to d.
-        const int m = FileOf(pawn) < 4 ? i : Index(t, pawn ^ 7, wk ^ 7, bk ^ 7);
+        const int m = FileOf(pawn) < 4 ? Index(t, pawn, wk, bk) : Index(t, pawn ^ 7, wk ^ 7, bk ^ 7);
         if (result[m] == WIN) SetBit(KpkExact, i);
         if (run[m]) SetBit(KpkRun, i);
     }
