@@ -346,26 +346,28 @@ static void InitKnightIntercept() {
     // The work grows with the pawn's rank: squares dealt out one by one keep the threads even.
 #pragma omp parallel for schedule(static, 1)
     for (int s = 0; s < 64; s++) {
-        for (int k = 0; k < 64; k++) {
-            u64 catches = 0;
-            if (s >= 8 && s < 56) {
-                for (int n = 0; n < 64; n++) {
-                    for (int i = 0; i <= RankOf(s) && !(catches & Bit(n)); i++) {
-                        int t = s - 8 * i, allowed = i + 1;
-                        if (KnightDistance[t][n] <= allowed) {
-                            catches |= Bit(n);
-                        } else if (KnightDistance[t][n] == allowed + 1) {
-                            for (u64 m = KnightAttacks[k]; m; m &= m - 1) {
-                                int via = std::countr_zero(m);
-                                if (KnightDistance[via][n] + KnightDistance[t][via] - 1 <= allowed) {
-                                    catches |= Bit(n);
-                                    break;
-                                }
-                            }
-                        }
+        // What does not depend on the king is found once for the pawn's square: the knights in
+        // time on their own, and for each other knight the squares it could check the king from
+        // on a way that is one move late.
+        u64 inTime = 0, viaSquares[64] = {};
+        if (s >= 8 && s < 56) {
+            for (int n = 0; n < 64; n++) {
+                for (int i = 0; i <= RankOf(s); i++) {
+                    int t = s - 8 * i, allowed = i + 1;
+                    if (KnightDistance[t][n] <= allowed) {
+                        inTime |= Bit(n);
+                    } else if (KnightDistance[t][n] == allowed + 1) {
+                        for (int via = 0; via < 64; via++)
+                            if (KnightDistance[via][n] + KnightDistance[t][via] - 1 <= allowed)
+                                viaSquares[n] |= Bit(via);
                     }
                 }
             }
+        }
+        for (int k = 0; k < 64; k++) {
+            u64 catches = inTime;
+            for (int n = 0; n < 64; n++)
+                if (KnightAttacks[k] & viaSquares[n]) catches |= Bit(n);
             KnightIntercept[s][k] = catches;
         }
     }
