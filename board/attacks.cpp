@@ -102,17 +102,26 @@ int SeeCore(int from, int to, int moved, int victim, int promotion, bool useAtta
     }
     if (gain >= risk) return 1;
 
+    // Nothing of the enemy's stands where it could ever reach the square, not even through the
+    // square being left: nothing can take back.
+    const u64 enemy      = b.Pieces[0][them];
+    const u64 diagonals  = BishopPseudoAttacks[to] & b.DiagonalSliders;
+    const u64 straights  = RookPseudoAttacks[to] & b.StraightSliders;
+    const u64 theirPawns = b.Pieces[PAWN][them] & (them == BLACK ? WhitePawnAttacks[to] : BlackPawnAttacks[to]);
+    if (!theirPawns && !((diagonals | straights) & enemy) &&
+        !(KnightAttacks[to] & b.Pieces[KNIGHT][them]) && !(KingAttacks[to] & b.Pieces[KING][them]))
+        return 1;
+
     // Cheap refutations: a cheaper enemy man that takes back settles it without a swap.
     const int deficit = risk - gain;
-    const u64 theirPawns = b.Pieces[PAWN][them] & (them == BLACK ? WhitePawnAttacks[to] : BlackPawnAttacks[to]);
     if (deficit >= 2 && theirPawns) return 0;
     u64 attackers = theirPawns;
     const u64 knights = KnightAttacks[to] & (b.Pieces[KNIGHT][WHITE] | b.Pieces[KNIGHT][BLACK]);
     attackers |= knights;
     if (deficit >= 4 && (knights & b.Pieces[KNIGHT][them])) return 0;
-    attackers |= BishopAttacks(to) & b.DiagonalSliders;
+    if (diagonals) attackers |= BishopAttacks(to) & b.DiagonalSliders;
     if (deficit >= 4 && (attackers & b.Pieces[BISHOP][them])) return 0;
-    attackers |= RookAttacks(to) & b.StraightSliders;
+    if (straights) attackers |= RookAttacks(to) & b.StraightSliders;
     if (deficit >= 6 && (attackers & b.Pieces[ROOK][them])) return 0;
     const u64 ourPawns = b.Pieces[PAWN][us] & (us == WHITE ? BlackPawnAttacks[to] : WhitePawnAttacks[to]);
     if (risk < 9 && gain > 0 && ourPawns) return 1;
