@@ -45,17 +45,12 @@ mkdir -p "$work/engine" "$work/other"
 rm -f "$work/engine/values.txt" "$work/other/values.txt"
 [ -n "${VALUES:-}" ] && cp "$VALUES" "$work/engine/values.txt"
 [ -n "${OTHER_VALUES:-}" ] && cp "$OTHER_VALUES" "$work/other/values.txt"
-if [ ! -d "$work/runner/node_modules" ]; then
-    # The shared folder may be read-only: install the runner's one dependency in a copy.
-    rm -rf "$work/runner" && cp -r "$shared/tools/match" "$work/runner" && chmod -R u+w "$work/runner"
-    (cd "$work/runner" && npm ci)
-fi
+. "$root/tools/runner.sh"
+install_runner "$work" "$shared"
 runner=$work/runner
 if [ "${PONDER:-0}" = 1 ]; then
+    ponder_runner "$work"
     runner=$work/runner-ponder
-    rm -rf "$runner" && cp -r "$work/runner" "$runner"
-    sed -i "s/'new', 'force', 'easy', 'post'/'new', 'force', 'hard', 'post'/" "$runner/lib/engine.mjs"
-    grep -q "'force', 'hard'" "$runner/lib/engine.mjs" || { echo "cannot switch the runner to hard" >&2; exit 1; }
 fi
 cmake -S "$root" -B "$root/build" >/dev/null && cmake --build "$root/build" -j2 --target velumbrak >/dev/null
 cp "$root/build/velumbrak" "$work/engine/velumbrak"

@@ -25,14 +25,9 @@ for pkg in phalanx fairymax toga2 glaurung stockfish; do [ -x /usr/games/$pkg ] 
 [ ${#missing[@]} -eq 0 ] || { apt-get update && apt-get install -y "${missing[@]}"; }
 
 mkdir -p "$work"
-if [ ! -d "$work/runner/node_modules" ]; then
-    rm -rf "$work/runner" && cp -r "$shared/tools/match" "$work/runner" && chmod -R u+w "$work/runner"
-    (cd "$work/runner" && npm ci)
-fi
-# The runner says `easy` to xboard engines; a copy that says `hard` lets them ponder.
-rm -rf "$work/runner-ponder" && cp -r "$work/runner" "$work/runner-ponder"
-sed -i "s/'new', 'force', 'easy', 'post'/'new', 'force', 'hard', 'post'/" "$work/runner-ponder/lib/engine.mjs"
-grep -q "'force', 'hard'" "$work/runner-ponder/lib/engine.mjs" || { echo "cannot switch the runner to hard" >&2; exit 1; }
+. "$root/tools/runner.sh"
+install_runner "$work" "$shared"
+ponder_runner "$work"
 
 cmake -S "$root" -B "$root/build" >/dev/null && cmake --build "$root/build" -j2 --target velumbrak velumbrak-book >/dev/null
 rm -rf "$work/plain" "$work/book" && mkdir -p "$work/plain" "$work/book"
