@@ -46,10 +46,14 @@ extern uint8_t LastBit8[256];
 extern uint8_t PopCount8[256];
 // Men in a set. The portable build has no popcount instruction and the library's call is slow.
 inline int PopCount(u64 set) {
+#ifdef __POPCNT__
+    return __builtin_popcountll(set);
+#else
     set = set - ((set >> 1) & 0x5555555555555555ULL);
     set = (set & 0x3333333333333333ULL) + ((set >> 2) & 0x3333333333333333ULL);
     set = (set + (set >> 4)) & 0x0F0F0F0F0F0F0F0FULL;
     return int((set * 0x0101010101010101ULL) >> 56);
+#endif
 }
 extern uint32_t ReverseByte8[256];
 extern uint8_t ToLowerTable[256];
