@@ -14,9 +14,6 @@ namespace {
 
 constexpr uint8_t UNKNOWN = 0, DRAW = 1, WIN = 2, ILLEGAL = 3;
 
-inline void SetBit(uint8_t* table, int index) {
-    table[index >> 3] |= uint8_t(1u << (index & 7));
-}
 // The working tables keep each pawn square's 8192 positions together, unlike the bit tables.
 inline int Index(int t, int pawn, int wk, int bk) {
     return t + 2 * wk + 128 * bk + 8192 * pawn;
@@ -178,14 +175,22 @@ void InitKpkTables() {
         }
     std::memset(KpkExact, 0, sizeof KpkExact);
     std::memset(KpkRun, 0, sizeof KpkRun);
-    for (int i = 0; i < 524288; i++) {
-        const int t = i & 1, pawn = (i >> 1) & 63, wk = (i >> 7) & 63, bk = i >> 13;
-        if (RankOf(pawn) == 0 || RankOf(pawn) == 7) continue;
-        // Files e to h are the mirror image of files a to d.
-        const int m = FileOf(pawn) < 4 ? Index(t, pawn, wk, bk) : Index(t, pawn ^ 7, wk ^ 7, bk ^ 7);
-        if (result[m] == WIN) SetBit(KpkExact, i);
-        if (run[m]) SetBit(KpkRun, i);
-    }
+    // A byte of the bit tables holds four pawn squares of a half rank, both sides to move.
+    for (int bk = 0; bk < 64; bk++)
+        for (int wk = 0; wk < 64; wk++)
+            for (int pawn = 8; pawn < 56; pawn += 4) {
+                // Files e to h are the mirror image of files a to d.
+                const bool mirrored = FileOf(pawn) >= 4;
+                uint8_t exact = 0, runs = 0;
+                for (int b = 0; b < 8; b++) {
+                    const int t = b & 1, p = pawn + (b >> 1);
+                    const int m = mirrored ? Index(t, p ^ 7, wk ^ 7, bk ^ 7) : Index(t, p, wk, bk);
+                    exact |= uint8_t((result[m] == WIN) << b);
+                    runs |= uint8_t((run[m] != 0) << b);
+                }
+                KpkExact[KpkIndex(0, pawn, wk, bk) >> 3] = exact;
+                KpkRun[KpkIndex(0, pawn, wk, bk) >> 3]   = runs;
+            }
 }
 
 namespace {
