@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include "eval/evaluate.h"
 #include "eval/params.h"
 #include "eval/values.h"
+#include "tools/pgneval.h"
 #include "tools/tune/tune.h"
 
 namespace {
@@ -28,7 +30,7 @@ TraceSet& Traced() {
         std::vector<Labelled> data;
         EXPECT_TRUE(ReadLabelled(DATA, data, SIZE_MAX));
         EXPECT_EQ(data.size(), 2000u);
-        for (const Labelled& l : data) EXPECT_TRUE(TracePosition(set, l.fen, l.result, l.result)) << l.fen;
+        for (const Labelled& l : data) EXPECT_TRUE(TracePosition(set, l.fen, l.result, l.result, l.game)) << l.fen;
     }
     return set;
 }
@@ -113,6 +115,36 @@ TEST(Tuner, FitRepeatsAndItsFileReadsBack) {
     std::remove(first.c_str());
     std::remove(second.c_str());
     SetLines(set, Starts(set));
+}
+
+// The held-out part is chosen by game: pgneval's lines of one game must carry one number, and the
+// games of a second file numbers of their own.
+TEST(Tuner, CsvLinesKeepTheirGamesApart) {
+    ASSERT_TRUE(PrepareEngine());
+    const std::filesystem::path back = std::filesystem::current_path(), folder = testing::TempDir() + "tune-csv";
+    std::filesystem::create_directories(folder);
+    std::filesystem::current_path(folder);
+    std::remove("my_eval.csv");
+    testing::internal::CaptureStdout();
+    RunPgnEvaluation((std::string(TESTDATA_DIR) + "/pgn/TCEC_Season_4_-_Superfinal-first10.pgn").c_str());
+    testing::internal::GetCapturedStdout();
+    std::vector<Labelled> data;
+    ASSERT_TRUE(ReadLabelled("my_eval.csv", data, SIZE_MAX));
+    const size_t once = data.size();
+    ASSERT_TRUE(ReadLabelled("my_eval.csv", data, SIZE_MAX));
+    std::filesystem::current_path(back);
+    std::filesystem::remove_all(folder);
+
+    ASSERT_EQ(data.size(), 2 * once);
+    EXPECT_EQ(data.front().game, 0u);
+    for (size_t i = 1; i < data.size(); i++) {
+        ASSERT_LE(data[i].game - data[i - 1].game, 1u) << i;
+        // The same game read again lies 10 games further on, line for line.
+        if (i >= once) {
+            ASSERT_EQ(data[i].game, data[i - once].game + 10) << i;
+        }
+    }
+    EXPECT_EQ(data.back().game, 19u); // ten games in the file, each with a result
 }
 
 } // namespace

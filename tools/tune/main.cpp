@@ -23,7 +23,7 @@ int Usage() {
                 "  -lambda L   weight of the game result in the label, 0 to 1 (default 1)\n"
                 "  -epochs N   gradient steps (default 1000)\n"
                 "  -rate R     step size in centipawns (default 1)\n"
-                "  -seed S     chooses the held-out tenth (default 1)\n"
+                "  -seed S     chooses the held-out tenth of the games (default 1)\n"
                 "  -max N      read at most N positions (default all)\n"
                 "  -l2 X       pull towards the starting weights (default 1e-8)\n"
                 "  -min-uses N lines used by fewer training positions stay (default 200)\n"
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
     size_t refused = 0;
     for (const Labelled& l : data) {
         const float label = float(options.lambda * l.result + (1 - options.lambda) * l.score);
-        if (!TracePosition(set, l.fen, label, l.result)) refused++;
+        if (!TracePosition(set, l.fen, label, l.result, l.game)) refused++;
     }
     std::printf("%zu positions traced (%zu refused), %zu terms, in %.1f s\n", set.positions.size(), refused,
                 set.terms.size(), Seconds(start));

@@ -205,7 +205,7 @@ std::vector<TunedLine> FindTunedLines() {
 // ---------------------------------------------------------------------------------------------
 // Tracing positions
 
-bool TracePosition(TraceSet& set, const std::string& fen, float label, float result) {
+bool TracePosition(TraceSet& set, const std::string& fen, float label, float result, uint32_t game) {
     std::string printed;
     bool legal = false;
     printed    = Captured([&] { legal = SetFen(fen.c_str()); });
@@ -225,6 +225,7 @@ bool TracePosition(TraceSet& set, const std::string& fen, float label, float res
     p.phase  = int16_t(thread_board.current_phase);
     p.linear = Scaled;
     p.fixed  = Scaled && ScaleFixed;
+    p.game   = game;
     p.scale  = 1.0f;
     p.first  = uint32_t(set.terms.size());
     if (Scaled) {
@@ -324,6 +325,7 @@ bool ReadCsvLine(const std::string& line, Labelled& out) {
     }
     if (fields.size() != 5) return false;
     out.fen             = fields[0];
+    out.game            = uint32_t(std::atoi(fields[2].c_str())); // plies left: a new game when it rises
     const int outcome   = std::atoi(fields[4].c_str());
     const size_t blank  = out.fen.find(' ');
     if (blank == std::string::npos || outcome < 0 || outcome > 2) return false;
@@ -340,10 +342,19 @@ bool ReadLabelled(const std::string& path, std::vector<Labelled>& out, size_t li
     if (!in) return false;
     const bool csv = path.size() >= 4 && path.compare(path.size() - 4, 4, ".csv") == 0;
     std::string line;
+    // Games are numbered on from those already read, so that several files never share one.
+    uint32_t game = out.empty() ? 0 : out.back().game + 1, pliesLeft = 0;
+    bool first    = true;
     while (out.size() < limit && std::getline(in, line)) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         Labelled l;
-        if (csv ? ReadCsvLine(line, l) : ReadEpdLine(line, l)) out.push_back(l);
+        if (!(csv ? ReadCsvLine(line, l) : ReadEpdLine(line, l))) continue;
+        // pgneval writes a game's moves in order, the plies left falling towards 1.
+        if (!first && (!csv || l.game >= pliesLeft)) game++;
+        first     = false;
+        pliesLeft = l.game;
+        l.game    = game;
+        out.push_back(l);
     }
     return true;
 }
@@ -392,7 +403,7 @@ TuneReport Tune(TraceSet& set, const TuneOptions& o) {
     const int nLines = int(set.lines.size());
     std::vector<uint32_t> train, held;
     for (uint32_t i = 0; i < set.positions.size(); i++)
-        (Mix(i ^ Mix(o.seed)) % uint64_t(o.holdoutEvery) == 0 ? held : train).push_back(i);
+        (Mix(set.positions[i].game ^ Mix(o.seed)) % uint64_t(o.holdoutEvery) == 0 ? held : train).push_back(i);
 
     std::vector<double> delta(nLines, 0.0);
     // The scaling constant first: a golden-section search on the training loss at the start.

@@ -35,6 +35,7 @@ struct TracedPosition {
     float scale;      // what the scaling rules did to the blend (1 for most)
     bool linear;      // false: the evaluation ended early and the weights do not reach it
     bool fixed;       // no rule after the blend could act here, so the trace is exact
+    uint32_t game;    // positions of one game are held out together
     uint32_t first, count;
 };
 
@@ -53,7 +54,8 @@ bool PrepareEngine();
 std::vector<TunedLine> FindTunedLines();
 
 // Appends one position (a FEN or EPD line) with its label; false if the position is not legal.
-bool TracePosition(TraceSet& set, const std::string& fen, float label, float result);
+// `game` numbers the game the position comes from.
+bool TracePosition(TraceSet& set, const std::string& fen, float label, float result, uint32_t game);
 
 // Integer evaluation (White's view) that the trace gives for the weights now in the tuned lines'
 // targets, the way the engine computes it; where no rule after the blend can act (`fixed`) it
@@ -65,6 +67,7 @@ int TracedEvaluation(const TraceSet& set, const TracedPosition& p);
 struct Labelled {
     std::string fen;
     float result, score; // White's view; score is the chance from ce (or the result if none)
+    uint32_t game;       // CSV lines of one game share it; each EPD line is a game of its own
 };
 bool ReadLabelled(const std::string& path, std::vector<Labelled>& out, size_t limit);
 
@@ -73,7 +76,7 @@ struct TuneOptions {
     int epochs       = 1000;
     double rate      = 1.0;
     uint64_t seed    = 1;
-    int holdoutEvery = 10; // one position in this many is kept out of the fit
+    int holdoutEvery = 10; // one game in this many is kept out of the fit
     int minUses      = 200;  // lines used by fewer training positions keep their start
     double l2        = 1e-8; // pull of each line towards its start, per centipawn of change
     int threads      = 1;
