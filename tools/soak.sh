@@ -82,5 +82,5 @@ for pgn in "$work"/*.pgn; do
          END { for (k in n) printf "%s: %d x %s\n", name, n[k], k }' "$pgn"
 done
 echo "Resident memory (kB) of each engine process: after its first minute, at its end"
-awk '{ if (!($2 in first) && $1 >= 60) first[$2] = $3; last[$2] = $3 }
+awk '{ if (!($2 in born)) born[$2] = $1; if (!($2 in first) && $1 - born[$2] >= 60) first[$2] = $3; last[$2] = $3 }
      END { for (p in first) printf "pid %s: %d -> %d (%+.1f%%)\n", p, first[p], last[p], 100 * (last[p] - first[p]) / first[p] }' "$work/rss.log"
