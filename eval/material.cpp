@@ -318,17 +318,9 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
     AdviseLargePages(MaterialRecords, sizeof MaterialRecords);
     static PieceTerms terms[6561];
     Force w{}, b{};
-    for (b.knights = 0; b.knights < 3; b.knights++)
-        for (w.knights = 0; w.knights < 3; w.knights++)
-            for (b.bishops = 0; b.bishops < 3; b.bishops++)
-                for (w.bishops = 0; w.bishops < 3; w.bishops++)
-                    for (b.rooks = 0; b.rooks < 3; b.rooks++)
-                        for (w.rooks = 0; w.rooks < 3; w.rooks++)
-                            for (b.queens = 0; b.queens < 3; b.queens++)
-                                for (w.queens = 0; w.queens < 3; w.queens++)
-                                    terms[PieceIndex(w, b)] = PieceTermsOf(w, b, table54);
     // Black's pawn count varies fastest: the nine rows of a piece pair then read neighbouring
-    // entries of the pawn tables, and the pair's terms are read nine times instead of 81.
+    // entries of the pawn tables, and the pair's terms, worked out on the first pass, are read
+    // nine times instead of 81.
     for (w.pawns = 0; w.pawns < 9; w.pawns++) {
         int pieces = 0;
         for (b.knights = 0; b.knights < 3; b.knights++)
@@ -338,10 +330,12 @@ void BuildMaterialTable(const int32_t* table54, const int32_t* table486, const i
                         for (b.rooks = 0; b.rooks < 3; b.rooks++)
                             for (w.rooks = 0; w.rooks < 3; w.rooks++)
                                 for (b.queens = 0; b.queens < 3; b.queens++)
-                                    for (w.queens = 0; w.queens < 3; w.queens++, pieces++)
+                                    for (w.queens = 0; w.queens < 3; w.queens++, pieces++) {
+                                        if (w.pawns == 0) terms[pieces] = PieceTermsOf(w, b, table54);
                                         for (b.pawns = 0; b.pawns < 9; b.pawns++)
                                             MaterialRecords[pieces + 6561 * w.pawns + 59049 * b.pawns] =
                                                 MakeRow(terms[pieces], w, b, table486, timeTable);
+                                    }
     }
 
     // A third piece of a kind: the evaluation works the material out at run time.
