@@ -314,7 +314,7 @@ bool ReadEpdLine(const std::string& line, Labelled& out) {
 }
 
 // position;move;plies left;PlyCount;outcome for the side to move (0 drawn, 1 won, 2 lost)
-bool ReadCsvLine(const std::string& line, Labelled& out) {
+bool ReadCsvLine(const std::string& line, Labelled& out, uint32_t& pliesLeft) {
     std::vector<std::string> fields;
     size_t at = 0;
     for (;;) {
@@ -325,7 +325,7 @@ bool ReadCsvLine(const std::string& line, Labelled& out) {
     }
     if (fields.size() != 5) return false;
     out.fen             = fields[0];
-    out.game            = uint32_t(std::atoi(fields[2].c_str())); // plies left: a new game when it rises
+    pliesLeft           = uint32_t(std::atoi(fields[2].c_str()));
     const int outcome   = std::atoi(fields[4].c_str());
     const size_t blank  = out.fen.find(' ');
     if (blank == std::string::npos || outcome < 0 || outcome > 2) return false;
@@ -343,17 +343,18 @@ bool ReadLabelled(const std::string& path, std::vector<Labelled>& out, size_t li
     const bool csv = path.size() >= 4 && path.compare(path.size() - 4, 4, ".csv") == 0;
     std::string line;
     // Games are numbered on from those already read, so that several files never share one.
-    uint32_t game = out.empty() ? 0 : out.back().game + 1, pliesLeft = 0;
+    uint32_t game = out.empty() ? 0 : out.back().game + 1, pliesLeft = 0, before = 0;
     bool first    = true;
     while (out.size() < limit && std::getline(in, line)) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         Labelled l;
-        if (!(csv ? ReadCsvLine(line, l) : ReadEpdLine(line, l))) continue;
-        // pgneval writes a game's moves in order, the plies left falling towards 1.
-        if (!first && (!csv || l.game >= pliesLeft)) game++;
-        first     = false;
-        pliesLeft = l.game;
-        l.game    = game;
+        if (!(csv ? ReadCsvLine(line, l, pliesLeft) : ReadEpdLine(line, l))) continue;
+        // pgneval writes a game's moves in order, the plies left falling towards 1: a rise starts
+        // the next game.
+        if (!first && (!csv || pliesLeft >= before)) game++;
+        first  = false;
+        before = pliesLeft;
+        l.game = game;
         out.push_back(l);
     }
     return true;
